@@ -1,0 +1,1 @@
+"""Tests of the code generator (run with unittest discover from codegen/)."""
