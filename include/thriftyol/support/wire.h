@@ -1,0 +1,110 @@
+// Helpers that the generated records use to encode and decode themselves
+// through a TProtocol. Everything here is inline: it sits on the data path
+// and must cost no more than the protocol calls it wraps.
+#ifndef THRIFTYOL_SUPPORT_WIRE_H
+#define THRIFTYOL_SUPPORT_WIRE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <thrift/protocol/TProtocol.h>
+
+namespace thriftyol {
+namespace detail {
+
+// Raises the protocol's output recursion depth for the lifetime of one
+// record write and lowers it again on every way out, exceptions included.
+// The runtime leaves the depth raised when the raise itself fails with
+// DEPTH_LIMIT; the guard undoes that too, so a protocol that is reused
+// after a failed write starts from the depth it had before.
+class OutputDepthGuard {
+ public:
+  explicit OutputDepthGuard(::apache::thrift::protocol::TProtocol* prot)
+      : prot_(prot) {
+    try {
+      prot_->incrementOutputRecursionDepth();
+    } catch (...) {
+      prot_->decrementOutputRecursionDepth();
+      throw;
+    }
+  }
+  ~OutputDepthGuard() { prot_->decrementOutputRecursionDepth(); }
+
+  OutputDepthGuard(const OutputDepthGuard&) = delete;
+  OutputDepthGuard& operator=(const OutputDepthGuard&) = delete;
+
+ private:
+  ::apache::thrift::protocol::TProtocol* prot_;
+};
+
+// The most elements a list read reserves room for before they arrive. The
+// announced count is untrusted input; past this the vector grows as
+// elements are actually read.
+constexpr std::uint32_t kMaxListReserve = 1024;
+
+template <class T>
+std::uint32_t readList(::apache::thrift::protocol::TProtocol* iprot,
+                       std::vector<T>& list);
+
+// Reads one value of a member or list element type: an enumeration as an
+// i32 converted without a range check, a record through its own read.
+template <class T>
+std::uint32_t readValue(::apache::thrift::protocol::TProtocol* iprot,
+                        T& value) {
+  if constexpr (std::is_enum_v<T>) {
+    std::int32_t ecast;
+    const std::uint32_t xfer = iprot->readI32(ecast);
+    value = static_cast<T>(ecast);
+    return xfer;
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return iprot->readBool(value);
+  } else if constexpr (std::is_same_v<T, std::int32_t>) {
+    return iprot->readI32(value);
+  } else if constexpr (std::is_same_v<T, double>) {
+    return iprot->readDouble(value);
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    return iprot->readString(value);
+  } else {
+    return value.read(iprot);
+  }
+}
+
+template <class T>
+std::uint32_t readValue(::apache::thrift::protocol::TProtocol* iprot,
+                        std::vector<T>& list) {
+  return readList(iprot, list);
+}
+
+// Reads a list into `list`, replacing what it held. Elements are created
+// only as they arrive, so a forged element count cannot make the read
+// allocate more than a small reserve ahead of the data actually present.
+// The element type announced by the list header is not checked.
+template <class T>
+std::uint32_t readList(::apache::thrift::protocol::TProtocol* iprot,
+                       std::vector<T>& list) {
+  list.clear();
+  ::apache::thrift::protocol::TType etype;
+  std::uint32_t size;
+  std::uint32_t xfer = iprot->readListBegin(etype, size);
+  list.reserve(size < kMaxListReserve ? size : kMaxListReserve);
+  for (std::uint32_t i = 0; i < size; ++i) {
+    if constexpr (std::is_same_v<T, bool>) {
+      bool value;  // std::vector<bool> hands out proxies, not bool&
+      xfer += iprot->readBool(value);
+      list.push_back(value);
+    } else {
+      list.emplace_back();
+      xfer += readValue(iprot, list.back());
+    }
+  }
+  xfer += iprot->readListEnd();
+  return xfer;
+}
+
+}  // namespace detail
+}  // namespace thriftyol
+
+#endif  // THRIFTYOL_SUPPORT_WIRE_H
