@@ -63,6 +63,17 @@ i32 as numbers, bool as 1 or 0, lists as [a, b], strings as they are. A
 call without result prints nothing. With --json: the result as one line of
 JSON (null for a call without result; enumerations by member name).
 
+A reply may be at most 16 MiB, with strings of at most 16 MiB and lists of
+at most 1048576 elements (the binary and compact protocols check the last
+two); a larger one fails the call (exit status 9).
+
+Examples:
+  yolctl status 7
+  yolctl --protocol compact --json GetModemInfo
+  yolctl acceptEULA TEMPORARY
+  yolctl FT_UploadFile '{"id": "f-1", "type": "LOG_FILE", "size": 512}'
+  yolctl SendMsg SSH GPS '["json_STRING"]' '["key"]' '["value"]'
+
 Exit status:
   0  the call succeeded (or list, describe, --help)
   1  internal error of yolctl
@@ -81,6 +92,11 @@ Exit status:
 constexpr int kMaxMessageBytes = 16 * 1024 * 1024;
 constexpr std::int32_t kStringLimit = 16 * 1024 * 1024;
 constexpr std::int32_t kContainerLimit = 1024 * 1024;
+
+// A server that speaks another protocol or transport closes the connection
+// or stays silent; say so where that is a likely cause.
+constexpr const char* kMismatchHint =
+    "\n(do --protocol and --transport match the server's?)\n";
 
 struct Options {
   std::string host = "127.0.0.1";
@@ -302,13 +318,13 @@ int callServer(const Options& options, const CallEntry& call, const PreparedCall
   } catch (const TTransportException& e) {
     if (e.getType() == TTransportException::TIMED_OUT) {
       err << "yolctl: " << call.name << ": no reply from " << where << " within "
-          << options.timeout_ms << " ms\n";
+          << options.timeout_ms << " ms" << kMismatchHint;
       return kTimedOut;
     }
-    err << "yolctl: " << call.name << ": the call failed: " << e.what() << "\n";
+    err << "yolctl: " << call.name << ": the call failed: " << e.what() << kMismatchHint;
     return kCallFailed;
   } catch (const TException& e) {
-    err << "yolctl: " << call.name << ": the call failed: " << e.what() << "\n";
+    err << "yolctl: " << call.name << ": the call failed: " << e.what() << kMismatchHint;
     return kCallFailed;
   }
   try {
