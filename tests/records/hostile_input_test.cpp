@@ -1,0 +1,95 @@
+// Input that announces far more than it holds must fail as bad input, not
+// by trying to allocate what it announces.
+#include <gtest/gtest.h>
+#include <thrift/transport/TTransportException.h>
+#include <thriftyol/types/yol_types.h>
+
+#include <new>
+#include <string>
+
+#include "allocation_watch.h"
+#include "codec.h"
+
+namespace {
+
+using apache::thrift::transport::TTransportException;
+using codec::Protocol;
+using codec::TProtocol;
+using codec::TProtocolException;
+namespace proto = apache::thrift::protocol;
+
+constexpr std::size_t kMiB = 1024 * 1024;
+constexpr uint32_t kHugeCount = 2147483647u;
+
+// Runs `read`, which must fail with a protocol or transport exception;
+// returns the largest single allocation made meanwhile.
+template <class F>
+std::size_t largest_allocation_of_failing(F&& read) {
+  allocation_watch::start();
+  bool failed_as_input = false;
+  try {
+    read();
+  } catch (const TProtocolException&) {
+    failed_as_input = true;
+  } catch (const TTransportException&) {
+    failed_as_input = true;
+  } catch (const std::bad_alloc&) {
+    ADD_FAILURE() << "std::bad_alloc";
+  }
+  const std::size_t largest = allocation_watch::stop();
+  EXPECT_TRUE(failed_as_input);
+  return largest;
+}
+
+std::string list_announcing(Protocol p, const char* name, int16_t id, proto::TType elem, bool with_one_element) {
+  return codec::build(p, [&](TProtocol& out) {
+    out.writeStructBegin("Hostile");
+    if (id != 1) {
+      out.writeFieldBegin("sInterface", proto::T_STRING, 1);
+      out.writeString("can0");
+      out.writeFieldEnd();
+    }
+    out.writeFieldBegin(name, proto::T_LIST, id);
+    out.writeListBegin(elem, kHugeCount);
+    if (with_one_element) {
+      if (elem == proto::T_STRUCT) {
+        out.writeStructBegin("E");
+        out.writeFieldStop();
+        out.writeStructEnd();
+      } else {
+        out.writeString("first");
+      }
+    }
+  });
+}
+
+// Reading an `R` whose list field announces kHugeCount elements fails as
+// bad input, allocating less than a MiB at a time, in every protocol.
+template <class R>
+void expect_small_failure(const char* field, int16_t id, proto::TType elem) {
+  for (const Protocol p : codec::kAllProtocols) {
+    for (const bool one_element : {false, true}) {
+      SCOPED_TRACE(std::string(field) + ", " + codec::name(p) + (one_element ? ", one element present" : ""));
+      const std::string input = list_announcing(p, field, id, elem, one_element);
+      R record;
+      const std::size_t most = largest_allocation_of_failing([&] { codec::decode_into(record, input, p); });
+      EXPECT_LT(most, kMiB);
+    }
+  }
+}
+
+TEST(HostileInput, HugeListCountFailsWithoutAHugeAllocation) {
+  expect_small_failure<yol::stCANDevice>("stCANSignals", 3, proto::T_STRUCT);
+  expect_small_failure<yol::ServiceDiscoverySuccess>("urls", 1, proto::T_STRING);
+}
+
+TEST(HostileInput, WatcherSeesLargeAllocations) {
+  // The measurement itself works: a real large allocation is seen.
+  const std::size_t most = largest_allocation_of_failing([] {
+    std::string big(4 * kMiB, 'x');
+    throw TTransportException(big.substr(0, 3));
+  });
+  EXPECT_GE(most, 4 * kMiB);
+}
+
+}  // namespace
