@@ -1,6 +1,7 @@
 // The exact protocol calls that records make when they write and read:
 // what makes two ends interoperate, whatever the protocol.
 #include <gtest/gtest.h>
+#include <thriftyol/service/Yol.h>
 #include <thriftyol/types/yol_types.h>
 
 #include <string>
@@ -299,6 +300,48 @@ TEST(CallSequence, ListOfRecords) {
   EXPECT_EQ(decoded, device);
   EXPECT_TRUE(decoded.stCANSignals[0].__isset.count);
   EXPECT_FALSE(decoded.stCANSignals[1].__isset.spn);
+}
+
+TEST(CallSequence, ListOfEnumerationsTravelsAsI32) {
+  // No data record holds one; the arguments of SendMsg do.
+  yol::Yol_SendMsg_args args;
+  args.Cat = yol::eCategory::SSH;
+  args.eType = {yol::eDataType::json_DOUBLE, static_cast<yol::eDataType::type>(-9)};
+  args.sKey = {"k"};
+  const Lines expected_writes = {
+      "writeStructBegin Yol_SendMsg_args",
+      "writeFieldBegin Cat T_I32 1",
+      "writeI32 8",
+      "writeFieldEnd",
+      "writeFieldBegin Tel T_I32 2",
+      "writeI32 0",
+      "writeFieldEnd",
+      "writeFieldBegin eType T_LIST 3",
+      "writeListBegin T_I32 2",
+      "writeI32 2",
+      "writeI32 -9",
+      "writeListEnd",
+      "writeFieldEnd",
+      "writeFieldBegin sKey T_LIST 4",
+      "writeListBegin T_STRING 1",
+      "writeString \"k\"",
+      "writeListEnd",
+      "writeFieldEnd",
+      "writeFieldBegin sValue T_LIST 5",
+      "writeListBegin T_STRING 0",
+      "writeListEnd",
+      "writeFieldEnd",
+      "writeFieldStop",
+      "writeStructEnd",
+  };
+  EXPECT_EQ(written(args), expected_writes);
+
+  yol::Yol_SendMsg_args decoded;
+  decoded.eType.assign(4, yol::eDataType::json_STRING);
+  read_back(args, decoded);
+  EXPECT_EQ(decoded.eType, args.eType);
+  EXPECT_TRUE(decoded.__isset.eType);
+  EXPECT_TRUE(decoded.__isset.sValue);
 }
 
 TEST(CallSequence, DoublesAndEveryEnumAsI32) {
