@@ -50,38 +50,110 @@ std::shared_ptr<TProtocol> make_protocol(Protocol protocol, std::shared_ptr<TTra
   return std::make_shared<proto::TCompactProtocol>(std::move(transport));
 }
 
-WireMessage decode_message(const std::string& bytes, Protocol protocol) {
-  auto buffer = std::make_shared<TMemoryBuffer>();
-  buffer->write(reinterpret_cast<const uint8_t*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
-  std::shared_ptr<TProtocol> in = make_protocol(protocol, buffer);
+namespace {
 
+WireMessage read_message(TProtocol& in) {
   WireMessage message{};
-  in->readMessageBegin(message.name, message.type, message.seqid);
+  in.readMessageBegin(message.name, message.type, message.seqid);
   std::string ignored;
-  in->readStructBegin(ignored);
+  in.readStructBegin(ignored);
   while (true) {
     WireField field{0, "", proto::T_STOP, proto::T_STOP};
-    in->readFieldBegin(field.name, field.type, field.id);
+    in.readFieldBegin(field.name, field.type, field.id);
     if (field.type == proto::T_STOP) {
       break;
     }
     if (field.type == proto::T_LIST) {
       uint32_t size = 0;
-      in->readListBegin(field.element, size);
+      in.readListBegin(field.element, size);
       for (uint32_t i = 0; i < size; ++i) {
-        in->skip(field.element);
+        in.skip(field.element);
       }
-      in->readListEnd();
+      in.readListEnd();
     } else {
-      in->skip(field.type);
+      in.skip(field.type);
     }
-    in->readFieldEnd();
+    in.readFieldEnd();
     message.fields.push_back(field);
   }
-  in->readStructEnd();
-  in->readMessageEnd();
+  in.readStructEnd();
+  in.readMessageEnd();
+  return message;
+}
+
+std::shared_ptr<TMemoryBuffer> buffer_of(const std::string& bytes) {
+  auto buffer = std::make_shared<TMemoryBuffer>();
+  buffer->write(reinterpret_cast<const uint8_t*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
+  return buffer;
+}
+
+}  // namespace
+
+WireMessage decode_message(const std::string& bytes, Protocol protocol) {
+  auto buffer = buffer_of(bytes);
+  WireMessage message = read_message(*make_protocol(protocol, buffer));
   message.trailing_bytes = buffer->available_read();
   return message;
+}
+
+std::vector<WireMessage> decode_messages(const std::string& bytes, Protocol protocol) {
+  auto buffer = buffer_of(bytes);
+  auto in = make_protocol(protocol, buffer);
+  std::vector<WireMessage> messages;
+  while (buffer->available_read() > 0) {
+    messages.push_back(read_message(*in));
+    messages.back().trailing_bytes = buffer->available_read();
+  }
+  return messages;
+}
+
+MessageWriter::MessageWriter(Protocol protocol)
+    : buffer_(std::make_shared<TMemoryBuffer>()), out_(make_protocol(protocol, buffer_)) {}
+
+StructWriter& StructWriter::i32(int16_t id, int32_t value) {
+  out_.writeFieldBegin("", proto::T_I32, id);
+  out_.writeI32(value);
+  out_.writeFieldEnd();
+  return *this;
+}
+
+StructWriter& StructWriter::string(int16_t id, const std::string& value) {
+  out_.writeFieldBegin("", proto::T_STRING, id);
+  out_.writeString(value);
+  out_.writeFieldEnd();
+  return *this;
+}
+
+StructWriter& StructWriter::nested(int16_t id) {
+  out_.writeFieldBegin("", proto::T_STRUCT, id);
+  out_.writeStructBegin("");
+  return *this;
+}
+
+StructWriter& StructWriter::end() {
+  out_.writeFieldStop();
+  out_.writeStructEnd();
+  out_.writeFieldEnd();
+  return *this;
+}
+
+void MessageWriter::message(const std::string& name, TMessageType type, int32_t seqid,
+                            const std::function<void(StructWriter&)>& fields) {
+  out_->writeMessageBegin(name, type, seqid);
+  out_->writeStructBegin("");
+  StructWriter writer(*out_);
+  fields(writer);
+  out_->writeFieldStop();
+  out_->writeStructEnd();
+  out_->writeMessageEnd();
+}
+
+void MessageWriter::empty(const std::string& name, TMessageType type, int32_t seqid) {
+  message(name, type, seqid, [](StructWriter&) {});
+}
+
+std::string MessageWriter::bytes() const {
+  return buffer_->getBufferAsString();
 }
 
 WrittenStruct written_struct(const std::vector<std::string>& lines) {

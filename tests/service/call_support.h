@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -19,6 +20,7 @@
 
 #include <thrift/TProcessor.h>
 #include <thrift/protocol/TProtocol.h>
+#include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TVirtualTransport.h>
 
 #include <thriftyol/testing/yol_samples.h>
@@ -75,6 +77,49 @@ struct WireMessage {
   uint32_t trailing_bytes;  // left in the buffer after readMessageEnd
 };
 WireMessage decode_message(const std::string& bytes, Protocol protocol);
+// Every message in `bytes`, one after the other.
+std::vector<WireMessage> decode_messages(const std::string& bytes, Protocol protocol);
+
+// Writes the fields of a struct one by one, as a peer with its own idea of
+// the contract might: `nested` opens a struct field, `end` closes it.
+class StructWriter {
+ public:
+  explicit StructWriter(TProtocol& out) : out_(out) {}
+
+  StructWriter& i32(int16_t id, int32_t value);
+  StructWriter& string(int16_t id, const std::string& value);
+  StructWriter& nested(int16_t id);
+  StructWriter& end();
+
+ private:
+  TProtocol& out_;
+};
+
+// Writes whole messages, as a peer would, into a memory buffer.
+class MessageWriter {
+ public:
+  explicit MessageWriter(Protocol protocol = Protocol::binary);
+
+  // A message whose body is a struct with the fields that `fields` writes.
+  void message(const std::string& name, TMessageType type, int32_t seqid,
+               const std::function<void(StructWriter&)>& fields);
+  // A message whose body is a struct with no fields.
+  void empty(const std::string& name, TMessageType type, int32_t seqid);
+  // A message whose body is `body.write`.
+  template <class Body>
+  void of(const std::string& name, TMessageType type, int32_t seqid, const Body& body) {
+    out_->writeMessageBegin(name, type, seqid);
+    body.write(out_.get());
+    out_->writeMessageEnd();
+  }
+
+  const std::shared_ptr<::apache::thrift::transport::TMemoryBuffer>& buffer() const { return buffer_; }
+  std::string bytes() const;
+
+ private:
+  std::shared_ptr<::apache::thrift::transport::TMemoryBuffer> buffer_;
+  std::shared_ptr<TProtocol> out_;
+};
 
 // The top-level struct of a message as a recording protocol logged it: the
 // name given to writeStructBegin and the writeFieldBegin lines of its own
@@ -84,6 +129,18 @@ struct WrittenStruct {
   std::vector<std::string> fields;
 };
 WrittenStruct written_struct(const std::vector<std::string>& lines);
+
+// The exception of type E that f throws, or nothing when f returns.
+// Exceptions of other types pass on.
+template <class E, class F>
+std::optional<E> caught(F&& f) {
+  try {
+    f();
+  } catch (const E& e) {
+    return e;
+  }
+  return std::nullopt;
+}
 
 // Sample values: argument k of a call is filled with seed arg_seed + k, the
 // result with result_seed, so that no two values of one call coincide.

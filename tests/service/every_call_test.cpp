@@ -134,13 +134,10 @@ void handler_failure_comes_back(Protocol protocol) {
   link.handler->fail_with("busy in " + std::string(C::name));
   const typename C::Args sent = sample_args<C>();
   typename C::Result result{};
-  try {
-    C::call(link.client, sent, result);
-    ADD_FAILURE() << "the handler's failure did not reach the client";
-  } catch (const TApplicationException& e) {
-    EXPECT_EQ(e.getType(), TApplicationException::UNKNOWN);
-    EXPECT_EQ(std::string(e.what()), "busy in " + std::string(C::name));
-  }
+  const auto error = caught<TApplicationException>([&] { C::call(link.client, sent, result); });
+  ASSERT_TRUE(error) << "the handler's failure did not reach the client";
+  EXPECT_EQ(error->getType(), TApplicationException::UNKNOWN);
+  EXPECT_EQ(std::string(error->what()), "busy in " + std::string(C::name));
   received_once<C>(*link.handler, sent);
   const WireMessage reply = decode_message(link.loop->reply(), protocol);
   EXPECT_EQ(reply.name, C::name);
@@ -154,28 +151,18 @@ void handler_failure_comes_back(Protocol protocol) {
 // the missing result under its own name; ping returns normally.
 template <class C>
 void empty_reply(Protocol protocol) {
-  auto reply = std::make_shared<TMemoryBuffer>();
-  {
-    auto writer = make_protocol(protocol, reply);
-    std::string name = C::name;
-    writer->writeMessageBegin(name, T_REPLY, 0);
-    writer->writeStructBegin("empty");
-    writer->writeFieldStop();
-    writer->writeStructEnd();
-    writer->writeMessageEnd();
-  }
+  MessageWriter peer(protocol);
+  peer.empty(C::name, T_REPLY, 0);
+  const auto& reply = peer.buffer();
   YolClient client(make_protocol(protocol, reply), make_protocol(protocol, std::make_shared<TMemoryBuffer>()));
   typename C::Result result{};
   if constexpr (C::shape == Shape::none) {
     EXPECT_NO_THROW(C::call(client, sample_args<C>(), result));
   } else {
-    try {
-      C::call(client, sample_args<C>(), result);
-      ADD_FAILURE() << "an empty reply gave a result";
-    } catch (const TApplicationException& e) {
-      EXPECT_EQ(e.getType(), TApplicationException::MISSING_RESULT);
-      EXPECT_EQ(std::string(e.what()), std::string(C::name) + " failed: unknown result");
-    }
+    const auto error = caught<TApplicationException>([&] { C::call(client, sample_args<C>(), result); });
+    ASSERT_TRUE(error) << "an empty reply gave a result";
+    EXPECT_EQ(error->getType(), TApplicationException::MISSING_RESULT);
+    EXPECT_EQ(std::string(error->what()), std::string(C::name) + " failed: unknown result");
   }
   EXPECT_EQ(reply->available_read(), 0u) << "the reply is read to its end";
 }
