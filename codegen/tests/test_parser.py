@@ -192,7 +192,7 @@ class ParseErrorTest(unittest.TestCase):
         ("const", NS + "const i32 MAX = 3\n", 2, "got 'const'"),
         ("exception", NS + "exception Oops {\n  1: string what,\n}\n", 2, "got 'exception'"),
         ("union", NS + "union U {\n  1: i32 a,\n}\n", 2, "got 'union'"),
-        ("include without a file name", "include other\n" + NS, 1, "got 'include'"),
+        ("include without a file name", "include other\n" + NS, 1, "'include' is not supported"),
         ("throws",
          NS + "service Y {\n  void f()\n    throws (1: Oops o),\n}\n", 4, "declared exceptions are not supported"),
         ("oneway", NS + "service Y {\n  oneway void f(),\n}\n", 3, "'oneway' (not supported)"),
@@ -270,14 +270,11 @@ class ParseErrorTest(unittest.TestCase):
         self.assertTrue(str(cm.exception).startswith(path + ":3: "), str(cm.exception))
 
 
-class KnownParserFaultsTest(unittest.TestCase):
-    """Faults reported to the parser's owner; each test passes once it is fixed."""
-
-    @unittest.expectedFailure
+class ReservedWordsAndForeignDeclarationsTest(unittest.TestCase):
     def test_idl_words_are_not_taken_as_type_names(self):
-        # `struct i32` is accepted and then unreachable (i32 always means the
-        # base type); `enum bool` and `struct void` yield C++ that cannot compile;
-        # a record named `required` cannot be used as a field type.
+        # `struct i32` would be unreachable (i32 always means the base type);
+        # `enum bool` and `struct void` would yield C++ that cannot compile;
+        # a record named `required` could not be used as a field type.
         for word in ("bool", "i32", "double", "string", "list", "void",
                      "required", "optional", "struct", "enum", "service", "namespace"):
             for decl in ("struct %s {\n  1: required i32 a,\n}\n", "enum %s {\n  A = 1,\n}\n"):
@@ -288,20 +285,27 @@ class KnownParserFaultsTest(unittest.TestCase):
                     self.assertEqual(cm.exception.line, 2)
                     self.assertIn("'%s'" % word, cm.exception.message)
 
-    @unittest.expectedFailure
     def test_include_says_it_is_not_supported(self):
-        # Today the quoted file name fails first, as "unexpected character '\"'".
         with self.assertRaises(parser.ParseError) as cm:
             parser.parse_text("bad.thrift", NS + 'include "other.thrift"\n')
         self.assertEqual(cm.exception.line, 2)
         self.assertIn("include", cm.exception.message)
 
-    @unittest.expectedFailure
     def test_other_languages_dotted_namespaces_are_ignored(self):
-        # `namespace py NAME` is ignored, but the usual dotted form of other
-        # languages (`namespace java com.acme.yol`) is rejected.
         program = parser.parse_text("ok.thrift", "namespace java com.acme.yol\n" + NS)
         self.assertEqual(program.namespace, "yol")
+
+    def test_cpp_keywords_and_argument_requiredness_are_refused(self):
+        cases = [
+            ("struct A {\n  1: i32 class,\n}\n", "'class' (a reserved word)"),
+            ("service S {\n  void f(1: required i32 a),\n}\n", "take no requiredness"),
+        ]
+        for body, message in cases:
+            with self.subTest(body=body):
+                with self.assertRaises(parser.ParseError) as cm:
+                    parser.parse_text("bad.thrift", NS + body)
+                self.assertEqual(cm.exception.line, 3)
+                self.assertIn(message, cm.exception.message)
 
 
 if __name__ == "__main__":

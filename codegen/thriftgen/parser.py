@@ -28,6 +28,30 @@ KEYWORDS_REJECTED = {
     "i8", "i16", "i64", "slist",
 }
 
+# Words of the accepted subset: never a name.
+KEYWORDS = {
+    "namespace", "enum", "struct", "service", "required", "optional",
+    "void", "list",
+} | set(model.BASE_TYPES)
+
+# C++ keywords: a declaration or member named so would not compile.
+CPP_KEYWORDS = {
+    "alignas", "alignof", "and", "and_eq", "asm", "auto", "bitand", "bitor",
+    "bool", "break", "case", "catch", "char", "char8_t", "char16_t",
+    "char32_t", "class", "compl", "concept", "const", "consteval",
+    "constexpr", "constinit", "const_cast", "continue", "co_await",
+    "co_return", "co_yield", "decltype", "default", "delete", "do", "double",
+    "dynamic_cast", "else", "enum", "explicit", "export", "extern", "false",
+    "float", "for", "friend", "goto", "if", "inline", "int", "long",
+    "mutable", "namespace", "new", "noexcept", "not", "not_eq", "nullptr",
+    "operator", "or", "or_eq", "private", "protected", "public", "register",
+    "reinterpret_cast", "requires", "return", "short", "signed", "sizeof",
+    "static", "static_assert", "static_cast", "struct", "switch", "template",
+    "this", "thread_local", "throw", "true", "try", "typedef", "typeid",
+    "typename", "union", "unsigned", "using", "virtual", "void", "volatile",
+    "wchar_t", "while", "xor", "xor_eq",
+}
+
 _TOKEN = re.compile(
     r"""
     (?P<ws>[ \t\r]+)
@@ -35,6 +59,7 @@ _TOKEN = re.compile(
   | (?P<doc>/\*\*(?!/).*?\*/)
   | (?P<block>/\*.*?\*/)
   | (?P<line>(//|\#)[^\n]*)
+  | (?P<str>"[^"\n]*"|'[^'\n]*')
   | (?P<int>[+-]?\d+)
   | (?P<ident>[A-Za-z_][A-Za-z0-9_.]*)
   | (?P<punct>[{}()<>,;:=])
@@ -91,7 +116,7 @@ def tokenize(path: str, text: str) -> List[Token]:
         value = m.group(kind)
         if kind == "doc":
             pending_doc = _clean_doc(value)
-        elif kind in ("int", "ident", "punct"):
+        elif kind in ("int", "ident", "punct", "str"):
             tokens.append(Token(kind, value, line, pending_doc))
             pending_doc = ""
         line += value.count("\n")
@@ -134,10 +159,14 @@ class Parser:
             return self.advance()
         self.fail(what or "'%s'" % text)
 
-    def identifier(self, what: str) -> Token:
+    def identifier(self, what: str, dotted: bool = False) -> Token:
+        """A name; IDL words and C++ keywords are refused, since a type or
+        member named so could not be used or would not compile."""
         tok = self.tok
-        if tok.kind != "ident" or "." in tok.text or tok.text in KEYWORDS_REJECTED:
+        if tok.kind != "ident" or ("." in tok.text and not dotted):
             self.fail(what)
+        if tok.text in KEYWORDS or tok.text in KEYWORDS_REJECTED or tok.text in CPP_KEYWORDS:
+            raise ParseError(self.path, tok.line, "expected %s, got '%s' (a reserved word)" % (what, tok.text))
         return self.advance()
 
     def integer(self, what: str) -> int:
@@ -163,6 +192,9 @@ class Parser:
                 self.parse_struct()
             elif tok.text == "service":
                 self.parse_service()
+            elif tok.text in ("include", "cpp_include"):
+                raise ParseError(self.path, tok.line,
+                                 "'%s' is not supported: the contract is a single file" % tok.text)
             else:
                 self.fail("'namespace', 'enum', 'struct' or 'service'")
         if not self.program.namespace:
@@ -171,10 +203,17 @@ class Parser:
 
     def parse_namespace(self):
         self.advance()
-        lang = self.identifier("a language after 'namespace'")
-        name = self.identifier("a namespace name")
+        lang = self.tok
+        if lang.kind != "ident":
+            self.fail("a language after 'namespace'")
+        self.advance()
         if lang.text != "cpp":
-            return  # namespaces for other languages are theirs
+            # Namespaces for other languages are theirs (often dotted).
+            if self.tok.kind != "ident":
+                self.fail("a namespace name")
+            self.advance()
+            return
+        name = self.identifier("a namespace name")
         if self.program.namespace:
             raise ParseError(self.path, lang.line, "namespace cpp declared twice")
         self.program.namespace = name.text
@@ -240,7 +279,9 @@ class Parser:
             raise ParseError(self.path, start.line, "field id %d out of range 1..32767" % fid)
         self.expect(":", "':' after the field id")
         req = model.DEFAULT
-        if with_req and self.tok.text in (model.REQUIRED, model.OPTIONAL):
+        if self.tok.text in (model.REQUIRED, model.OPTIONAL):
+            if not with_req:
+                self.fail("an argument type (call arguments take no requiredness)")
             req = self.advance().text
         ftype = self.parse_type()
         name = self.identifier("a field name")
