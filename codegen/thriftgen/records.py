@@ -437,7 +437,6 @@ def _define_text(out, struct):
         out.line('out << ")";')
         out.line("return out;")
     out.line("}")
-    out.blank()
 
 
 # --- Helpers ----------------------------------------------------------------

@@ -145,7 +145,6 @@ std::ostream& operator<<(std::ostream& out, const stPoint& obj) {
   return out;
 }
 
-
 const char* stEverything::ascii_fingerprint =
     "80A5EB9BABEB5FD556EA6C3999C13A5D";
 const uint8_t stEverything::binary_fingerprint[16] = {
@@ -1072,7 +1071,6 @@ std::ostream& operator<<(std::ostream& out, const stEverything& obj) {
   return out;
 }
 
-
 const char* stOptionals::ascii_fingerprint = "9DFC2E3F785CE688257B245177CED9CD";
 const uint8_t stOptionals::binary_fingerprint[16] = {
     0x9D, 0xFC, 0x2E, 0x3F, 0x78, 0x5C, 0xE6, 0x88,
@@ -1222,7 +1220,6 @@ std::ostream& operator<<(std::ostream& out, const stOptionals& obj) {
   return out;
 }
 
-
 const char* stDefaults::ascii_fingerprint = "A22BE3E84688C9DA4E00CC902B4EE818";
 const uint8_t stDefaults::binary_fingerprint[16] = {
     0xA2, 0x2B, 0xE3, 0xE8, 0x46, 0x88, 0xC9, 0xDA,
@@ -1331,5 +1328,4 @@ std::ostream& operator<<(std::ostream& out, const stDefaults& obj) {
   out << ")";
   return out;
 }
-
 }  // namespace feature
