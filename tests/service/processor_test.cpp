@@ -16,6 +16,7 @@
 
 #include "call_support.h"
 #include "contract_calls.h"
+#include "counting_factory.h"
 #include "recording_protocol.h"
 
 namespace {
@@ -256,30 +257,14 @@ TEST_F(ProcessorTest, HooksGetTheCallContextAndByteCountsOfTheTransports) {
   EXPECT_EQ(hooks->lines(), served_hooks("Yol.status", request_size, written->available_read()));
 }
 
-// Hands out a new recording handler per connection and counts what it gets
-// back.
-class CountingFactory : public yol::YolIfFactory {
- public:
-  YolIf* getHandler(const TConnectionInfo&) override {
-    handed.push_back(new RecordingHandler);
-    return handed.back();
-  }
-  void releaseHandler(YolIf* handler) override {
-    released.push_back(handler);
-    delete handler;
-  }
-
-  std::vector<YolIf*> handed;
-  std::vector<YolIf*> released;
-};
-
 TEST(ProcessorFactory, ProcessorGivesItsHandlerBackExactlyOnceWhenDestroyed) {
   auto factory = std::make_shared<CountingFactory>();
   yol::YolProcessorFactory processors(factory);
   std::shared_ptr<TProcessor> first = processors.getProcessor(TConnectionInfo());
   std::shared_ptr<TProcessor> second = processors.getProcessor(TConnectionInfo());
-  ASSERT_EQ(factory->handed.size(), 2u);
-  EXPECT_NE(factory->handed[0], factory->handed[1]);
+  const std::vector<RecordingHandler*> handed = factory->handed();
+  ASSERT_EQ(handed.size(), 2u);
+  EXPECT_NE(handed[0], handed[1]);
   EXPECT_NE(dynamic_cast<YolProcessor*>(first.get()), nullptr);
 
   // Each processor serves with the handler it was made with.
@@ -287,14 +272,14 @@ TEST(ProcessorFactory, ProcessorGivesItsHandlerBackExactlyOnceWhenDestroyed) {
   status_request(peer, 8, 1);
   auto sink = make_protocol(Protocol::binary, std::make_shared<TMemoryBuffer>());
   first->process(make_protocol(Protocol::binary, peer.buffer()), sink, nullptr);
-  EXPECT_EQ(static_cast<RecordingHandler*>(factory->handed[0])->received().size(), 1u);
-  EXPECT_TRUE(static_cast<RecordingHandler*>(factory->handed[1])->received().empty());
+  EXPECT_EQ(handed[0]->received().size(), 1u);
+  EXPECT_TRUE(handed[1]->received().empty());
 
-  EXPECT_TRUE(factory->released.empty());
+  EXPECT_TRUE(factory->released().empty());
   second.reset();
-  EXPECT_EQ(factory->released, std::vector<YolIf*>{factory->handed[1]});
+  EXPECT_EQ(factory->released(), std::vector<YolIf*>{handed[1]});
   first.reset();
-  EXPECT_EQ(factory->released, (std::vector<YolIf*>{factory->handed[1], factory->handed[0]}));
+  EXPECT_EQ(factory->released(), (std::vector<YolIf*>{handed[1], handed[0]}));
 }
 
 TEST(ProcessorFactory, SingletonFactoryHandsTheSameHandlerToEveryConnectionAndKeepsIt) {
