@@ -57,7 +57,9 @@ def _declare_enum(p, enum):
     p.print("$doc$", doc=cpp.comment_block(enum.doc))
     p.print("struct $name$ {\n", name=enum.name)
     with p.indent():
-        p.print("enum type {\n")
+        # Fixed to i32: a value read from the wire that no member names is
+        # still a valid value of the type, so holding it is well defined.
+        p.print("enum type : int32_t {\n")
         with p.indent():
             for member in enum.members:
                 p.print("$name$ = $value$,\n", name=member.name, value=member.value)

@@ -126,6 +126,37 @@ TEST(Enumerations, MembersKeepTheirDeclaredValuesAndNames) {
   EXPECT_STREQ(yol::_ServiceDiscoveryErrorStatus_VALUES_TO_NAMES.at(1), "INVALID_UUID");
 }
 
+TEST(Enumerations, HoldEveryI32) {
+  // Values that no member names travel and decode unchanged; with the
+  // underlying type fixed to i32, holding one is well defined.
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eCategory::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eTelematics::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eDataType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eAckType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eOTAType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eUpdateState::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eRemoteSupportState::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eCellularDeviceTypes::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eCellularModemState::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eCellularLTERegistrationState::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eCellularSIMSubscriptionState::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eFTStateType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eFTAckType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eFTErrorType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eFTDirection::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eFTType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eFTAssociationType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eRTKSourceType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eMGTFeature::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eEULAAcceptType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eJoinRequestState::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::eJobPointType::type>, int32_t>);
+  static_assert(std::is_same_v<std::underlying_type_t<yol::ServiceDiscoveryErrorStatus::type>, int32_t>);
+  yol::stRTKInfo source;
+  source.__set_eType(static_cast<yol::eRTKSourceType::type>(3712));
+  EXPECT_EQ(static_cast<int32_t>(source.eType), 3712);
+}
+
 TEST(Enumerations, FieldsStartAtZeroWhateverTheMembers) {
   // eFTErrorType jumps from 0 to 128, eCellularModemState starts at -1:
   // a default field holds 0 all the same.

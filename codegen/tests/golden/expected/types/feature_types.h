@@ -17,7 +17,7 @@ namespace feature {
 
 // A mode, with a gap between 1 and 5 and a negative value.
 struct eMode {
-  enum type {
+  enum type : int32_t {
     OFF = 0,
     ON = 1,
     AUTO = 5,
@@ -30,7 +30,7 @@ extern const char* _keModeNames[4];
 extern const std::map<int, const char*> _eMode_VALUES_TO_NAMES;
 
 struct eLevel {
-  enum type {
+  enum type : int32_t {
     LOW = 1,
     ON = 2,
     HIGH = 3,
