@@ -1,6 +1,6 @@
 // What the fuzz targets and the seed generator share: the two wire
 // protocols, built exactly as a server facing untrusted peers builds them
-// (limits from safe_server.h), over in-memory transports.
+// (limits from <thriftyol/limits/safe_server.h>), over in-memory transports.
 #ifndef THRIFTYOL_FUZZ_FUZZ_SUPPORT_H
 #define THRIFTYOL_FUZZ_FUZZ_SUPPORT_H
 
@@ -18,7 +18,7 @@
 
 #include <thriftyol/service/Yol.h>
 
-#include "safe_server.h"
+#include <thriftyol/limits/safe_server.h>
 
 namespace yol {
 namespace fuzz {

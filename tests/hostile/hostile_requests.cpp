@@ -4,7 +4,7 @@
 #include <thrift/protocol/TCompactProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 
-#include "safe_server.h"
+#include <thriftyol/limits/safe_server.h>
 
 namespace hostile {
 

@@ -19,7 +19,7 @@ enum class Wire { binary, compact };
 
 const char* name(Wire wire);
 
-// The protocol factory of a server with the limits of safe_server.h.
+// The protocol factory of a server with the limits of <thriftyol/limits/safe_server.h>.
 std::shared_ptr<::apache::thrift::protocol::TProtocolFactory> safeProtocols(Wire wire);
 
 constexpr int32_t kHuge = 2147483647;  // 2^31-1

@@ -17,7 +17,7 @@
 
 #include "hostile_requests.h"
 #include "peak_memory.h"
-#include "safe_server.h"
+#include <thriftyol/limits/safe_server.h>
 #include "test_service.h"
 
 namespace {

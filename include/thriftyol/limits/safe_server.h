@@ -1,7 +1,9 @@
-// A Yol server setup for peers that may send anything: every size that a
-// message announces is checked against a limit before the runtime allocates
-// for it, and each connection holds at most about one string limit of
-// memory that its peer has not actually sent.
+// Runtime limits for a Yol server (and client) whose peers may send
+// anything: every size that a message announces is checked against a limit
+// before the runtime allocates for it, and each connection holds at most
+// about one string limit of memory that its peer has not actually sent.
+// Header only: it configures the Thrift runtime and adds nothing to the
+// library itself.
 //
 // Why each limit is needed on Debian's Thrift 0.17 runtime:
 // - string limit: the binary protocol sizes a string (and, for old-style
@@ -17,8 +19,8 @@
 // - recursion limit: skipping unknown nested structures stops at this depth.
 // - concurrent clients: each connection is one thread holding at most its
 //   own bounded share, so the server's total stays bounded too.
-#ifndef THRIFTYOL_TESTS_HOSTILE_SAFE_SERVER_H
-#define THRIFTYOL_TESTS_HOSTILE_SAFE_SERVER_H
+#ifndef THRIFTYOL_LIMITS_SAFE_SERVER_H
+#define THRIFTYOL_LIMITS_SAFE_SERVER_H
 
 #include <cstdint>
 #include <memory>
@@ -57,7 +59,8 @@ inline std::shared_ptr<::apache::thrift::TConfiguration> configuration() {
 // and varints take straight from its buffer against the maximum message
 // size, but never resets the count: without this, a connection fails with
 // "MaxMessageSize reached" once that much has passed over it in total.
-// The processor (and the client) call readEnd after each message.
+// The processor (and the client) call readEnd after each message, so a
+// client that gives its buffered transport a configuration needs this too.
 class BufferedTransport : public ::apache::thrift::transport::TBufferedTransport {
  public:
   using TBufferedTransport::TBufferedTransport;
@@ -104,4 +107,4 @@ inline std::unique_ptr<::apache::thrift::server::TThreadedServer> makeServer(
 }  // namespace safe_server
 }  // namespace yol
 
-#endif  // THRIFTYOL_TESTS_HOSTILE_SAFE_SERVER_H
+#endif  // THRIFTYOL_LIMITS_SAFE_SERVER_H
