@@ -1,0 +1,129 @@
+// Several connections at once on one simulated gateway, served as the
+// simulator serves them: a threaded server, a handler per connection, one
+// shared state and one call log.
+#include <future>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <thrift/protocol/TBinaryProtocol.h>
+#include <thrift/server/TThreadedServer.h>
+#include <thrift/transport/TBufferTransports.h>
+#include <thrift/transport/TServerSocket.h>
+#include <thrift/transport/TSocket.h>
+
+#include "call_log.h"
+#include "shared_gateway.h"
+#include "state.h"
+#include "transports.h"
+
+namespace gatewaysim {
+namespace {
+
+using ::apache::thrift::server::TServerEventHandler;
+using ::apache::thrift::server::TThreadedServer;
+using ::apache::thrift::transport::TServerSocket;
+
+class PortPromise : public TServerEventHandler {
+ public:
+  explicit PortPromise(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
+  void preServe() override { port_.set_value(socket_->getPort()); }
+  std::future<int> port() { return port_.get_future(); }
+
+ private:
+  std::shared_ptr<TServerSocket> socket_;
+  std::promise<int> port_;
+};
+
+constexpr int kClients = 4;
+constexpr int kRounds = 50;
+
+// One client's share: telematics, its own uploads polled to completion, and
+// status posts to a job that every client writes to.
+void clientWork(int port, int client) {
+  auto socket = std::make_shared<::apache::thrift::transport::TSocket>("127.0.0.1", port);
+  socket->setRecvTimeout(10000);
+  auto transport = std::make_shared<::apache::thrift::transport::TBufferedTransport>(socket);
+  yol::YolClient yol(std::make_shared<::apache::thrift::protocol::TBinaryProtocol>(transport));
+  transport->open();
+  for (int round = 0; round < kRounds; ++round) {
+    yol::stGPSInfo gps;
+    gps.__set_latitude(client + round / 100.0);
+    EXPECT_EQ(yol.TEL_SendGPS(gps), kDone);
+
+    yol::stFileInfo file;
+    file.id = "c" + std::to_string(client) + "-" + std::to_string(round);
+    ASSERT_EQ(yol.FT_UploadFile(file), kDone);
+    yol::stFileTransferStatus status;
+    do {
+      yol.FT_GetStatus(status, file.id);
+    } while (status.percentTransfered < 100);
+    EXPECT_EQ(yol.FT_Ack(file.id, yol::eFTAckType::COMPLETE), kDone);
+
+    EXPECT_EQ(yol.JOB_SendStatus("job-2024-018", "client " + std::to_string(client),
+                                 "round " + std::to_string(round)),
+              kDone);
+  }
+  transport->close();
+}
+
+TEST(ConcurrencyTest, ConnectionsShareOneGatewayWithoutLosingCalls) {
+  auto gateway = std::make_shared<SharedGateway>(defaultState());
+  std::ostringstream lines;
+  auto processors = std::make_shared<EventHandlerFactory>(
+      std::make_shared<yol::YolProcessorFactory>(std::make_shared<GatewayHandlerFactory>(gateway)),
+      std::make_shared<CallLog>(lines));
+  auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
+  auto port = std::make_shared<PortPromise>(socket);
+  TThreadedServer server(processors, socket, makeTransportFactory("buffered"),
+                         makeProtocolFactory("binary"));
+  server.setServerEventHandler(port);
+  std::thread serving([&server] { server.serve(); });
+  const int bound = port->port().get();
+
+  std::vector<std::thread> clients;
+  for (int client = 0; client < kClients; ++client) {
+    clients.emplace_back(clientWork, bound, client);
+  }
+  for (std::thread& client : clients) {
+    client.join();
+  }
+  server.stop();
+  serving.join();
+
+  gateway->with([](Gateway& g) {
+    EXPECT_EQ(g.telematicsTotal(), static_cast<uint64_t>(kClients * kRounds));
+    std::vector<yol::stFileHistory> history;
+    g.FT_GetHistoryIndex(history, 0, -1);
+    EXPECT_EQ(history.size(), 3u + kClients * kRounds);
+    std::vector<int32_t> indexes;
+    for (const auto& entry : history) {
+      indexes.push_back(entry.index);
+    }
+    EXPECT_TRUE(std::is_sorted(indexes.begin(), indexes.end()));
+    EXPECT_EQ(std::adjacent_find(indexes.begin(), indexes.end()), indexes.end());
+    yol::stJobStatus status;
+    g.JOB_GetStatus(status, "job-2024-018");
+    ASSERT_EQ(status.stParticipants.size(), static_cast<std::size_t>(kClients));
+    for (const auto& participant : status.stParticipants) {
+      EXPECT_EQ(participant.sStatus, "round " + std::to_string(kRounds - 1));
+    }
+  });
+
+  // Every call has its whole line.
+  std::istringstream log(lines.str());
+  std::string line;
+  int ok = 0;
+  while (std::getline(log, line)) {
+    ASSERT_EQ(line.rfind("Yol.", 0), 0u) << line;
+    ok += line.size() > 3 && line.compare(line.size() - 3, 3, " ok") == 0;
+  }
+  EXPECT_GE(ok, kClients * kRounds * 5);
+}
+
+}  // namespace
+}  // namespace gatewaysim
