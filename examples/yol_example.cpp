@@ -87,6 +87,20 @@ class ExampleHandlerFactory : public yol::YolIfFactory {
   void releaseHandler(yol::YolIf* handler) override { delete handler; }
 };
 
+// A buffered transport that counts its input against the message limit one
+// message at a time. The runtime's starts the count afresh only on flush,
+// which a server's input transport never sees, so a long connection would
+// otherwise fail once the limit had passed over it in total.
+class PerMessageBufferedTransport : public TBufferedTransport {
+ public:
+  using TBufferedTransport::TBufferedTransport;
+
+  uint32_t readEnd() override {
+    resetConsumedMessageSize();
+    return TBufferedTransport::readEnd();
+  }
+};
+
 // Buffered transports that carry the configuration with the message limit.
 class LimitedBufferedTransportFactory : public TTransportFactory {
  public:
@@ -94,7 +108,7 @@ class LimitedBufferedTransportFactory : public TTransportFactory {
       : config_(std::move(config)) {}
 
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return std::make_shared<TBufferedTransport>(trans, config_);
+    return std::make_shared<PerMessageBufferedTransport>(trans, config_);
   }
 
  private:
