@@ -235,4 +235,35 @@ TEST_F(CallSequence, UnknownMethodSkipsItsArgumentsThenWritesTheException) {
                           }));
 }
 
+template <class Envelope>
+Lines writes_of(const Envelope& envelope) {
+  ::yol::testing::RecordedBuffer out;
+  envelope.write(out.protocol.get());
+  return out.protocol->calls();
+}
+
+TEST(Envelopes, ResultWithoutItsFlagWritesAnEmptyStruct) {
+  yol::Yol_status_result result;
+  result.success = 5;
+  EXPECT_EQ(writes_of(result), (Lines{"writeStructBegin Yol_status_result", "writeFieldStop", "writeStructEnd"}));
+  EXPECT_EQ(writes_of(yol::Yol_ping_result()),
+            (Lines{"writeStructBegin Yol_ping_result", "writeFieldStop", "writeStructEnd"}));
+}
+
+TEST(Envelopes, ArgumentsThatDoNotArriveKeepTheirDefaultAndFlag) {
+  MessageWriter peer;
+  peer.message("requestRemoteSupport", T_CALL, 0, [](StructWriter& body) { body.i32(2, 480); });
+  auto in = make_protocol(Protocol::binary, peer.buffer());
+  std::string name;
+  ::apache::thrift::protocol::TMessageType type;
+  int32_t seqid = 0;
+  in->readMessageBegin(name, type, seqid);
+  yol::Yol_requestRemoteSupport_args args;
+  args.read(in.get());
+  EXPECT_EQ(args.width, 0);
+  EXPECT_FALSE(args.__isset.width);
+  EXPECT_EQ(args.height, 480);
+  EXPECT_TRUE(args.__isset.height);
+}
+
 }  // namespace
