@@ -2,13 +2,10 @@
 // sends a hostile announcement loses its connection without a reply, the
 // whole process stays far below 64 MiB meanwhile, and the server goes on
 // serving ordinary clients.
-#include <chrono>
 #include <cstdint>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -16,16 +13,15 @@
 #include <thrift/TOutput.h>
 #include <thrift/Thrift.h>
 #include <thrift/protocol/TProtocolException.h>
-#include <thrift/server/TServer.h>
-#include <thrift/transport/TServerSocket.h>
 #include <thrift/transport/TSocket.h>
 #include <thrift/transport/TTransportException.h>
 
+#include <thriftyol/limits/safe_server.h>
 #include <thriftyol/service/Yol.h>
 
 #include "hostile_requests.h"
+#include "loopback_server.h"
 #include "peak_memory.h"
-#include <thriftyol/limits/safe_server.h>
 #include "test_service.h"
 
 namespace {
@@ -33,9 +29,6 @@ namespace {
 using ::apache::thrift::GlobalOutput;
 using ::apache::thrift::TOutput;
 using ::apache::thrift::protocol::TProtocolException;
-using ::apache::thrift::server::TServerEventHandler;
-using ::apache::thrift::server::TThreadedServer;
-using ::apache::thrift::transport::TServerSocket;
 using ::apache::thrift::transport::TSocket;
 using ::apache::thrift::transport::TTransportException;
 using hostile::Wire;
@@ -58,36 +51,19 @@ std::vector<std::string> loggedLines() {
   return logLines;
 }
 
-// Tells the test the bound port once the server listens.
-class PortAnnouncer : public TServerEventHandler {
- public:
-  explicit PortAnnouncer(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
-  std::future<int> port() { return port_.get_future(); }
-  void preServe() override { port_.set_value(socket_->getPort()); }
-
- private:
-  std::shared_ptr<TServerSocket> socket_;
-  std::promise<int> port_;
-};
-
 class ServedSafely : public ::testing::TestWithParam<std::tuple<Wire, hostile::Case>> {
  protected:
   void SetUp() override {
     GlobalOutput.setOutputFunction(&captureLog);
-    const auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
-    server_ = safe::makeServer(std::make_shared<hostile::HandlerFactory>(), socket,
-                               hostile::safeProtocols(wire()));
-    const auto announcer = std::make_shared<PortAnnouncer>(socket);
-    std::future<int> port = announcer->port();
-    server_->setServerEventHandler(announcer);
-    serving_ = std::thread([this] { server_->serve(); });
-    ASSERT_EQ(port.wait_for(std::chrono::milliseconds(kTimeoutMs)), std::future_status::ready);
-    port_ = port.get();
+    yol::testing::ServerSetup setup;
+    setup.protocols = hostile::safeProtocols(wire());
+    server_ = std::make_unique<yol::testing::LoopbackServer>(
+        std::make_shared<hostile::HandlerFactory>(), setup);
+    port_ = server_->port();
   }
 
   void TearDown() override {
-    server_->stop();
-    serving_.join();
+    server_.reset();
     GlobalOutput.setOutputFunction(&TOutput::errorTimeWrapper);
   }
 
@@ -127,8 +103,7 @@ class ServedSafely : public ::testing::TestWithParam<std::tuple<Wire, hostile::C
     return client.status(id);
   }
 
-  std::unique_ptr<TThreadedServer> server_;
-  std::thread serving_;
+  std::unique_ptr<yol::testing::LoopbackServer> server_;
   int port_ = 0;
 };
 
