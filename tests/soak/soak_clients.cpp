@@ -10,9 +10,9 @@
 #include <thrift/TApplicationException.h>
 #include <thrift/TToString.h>
 #include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TSocket.h>
 
+#include <thriftyol/limits/safe_server.h>
 #include <thriftyol/service/Yol.h>
 #include <thriftyol/testing/yol_samples.h>
 
@@ -23,24 +23,20 @@ namespace yol {
 namespace soak {
 
 using ::apache::thrift::TApplicationException;
-using ::apache::thrift::TConfiguration;
 using ::apache::thrift::protocol::TBinaryProtocol;
 using ::apache::thrift::protocol::TProtocol;
-using ::apache::thrift::transport::TBufferedTransport;
 using ::apache::thrift::transport::TSocket;
 
-std::shared_ptr<TConfiguration> limited_configuration() {
-  return std::make_shared<TConfiguration>(kMaxMessageSize);
-}
-
 std::shared_ptr<TProtocol> connect_to(int port) {
-  auto socket = std::make_shared<TSocket>("127.0.0.1", port, limited_configuration());
+  auto socket = std::make_shared<TSocket>("127.0.0.1", port, safe_server::configuration());
   const int timeout_ms = static_cast<int>(kReplyTimeout.count());
   socket->setConnTimeout(timeout_ms);
   socket->setRecvTimeout(timeout_ms);
   socket->setSendTimeout(timeout_ms);
-  auto transport = std::make_shared<TBufferedTransport>(socket, limited_configuration());
-  auto protocol = std::make_shared<TBinaryProtocol>(transport, kStringLimit, kContainerLimit,
+  auto transport = std::make_shared<safe_server::BufferedTransport>(socket,
+                                                                    safe_server::configuration());
+  auto protocol = std::make_shared<TBinaryProtocol>(transport, safe_server::kStringLimit,
+                                                    safe_server::kContainerLimit,
                                                     /* strict_read */ true,
                                                     /* strict_write */ true);
   transport->open();

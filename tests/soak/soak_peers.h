@@ -12,30 +12,17 @@
 #include <string>
 #include <vector>
 
-#include <thrift/TConfiguration.h>
 #include <thrift/protocol/TProtocol.h>
 #include <thrift/transport/TTransport.h>
 
 namespace yol {
 namespace soak {
 
-// Limits, the same on both ends. A call of this service carries a few
-// kilobytes at most, so none may ask for more than these:
-//  - a message of at most 1 MiB (TConfiguration; the runtime's default is
-//    100 MiB);
-//  - strings of at most 64 KiB and lists of at most 4096 elements (the
-//    binary protocol's limits; the runtime's default is none, which lets a
-//    seven-byte header ask for gigabytes);
-//  - nesting of at most 64 records (the runtime's default).
-constexpr int kMaxMessageSize = 1024 * 1024;
-constexpr int32_t kStringLimit = 64 * 1024;
-constexpr int32_t kContainerLimit = 4096;
 // A client waits this long for a reply before it counts the call as lost.
 constexpr std::chrono::milliseconds kReplyTimeout{15000};
 
-std::shared_ptr<::apache::thrift::TConfiguration> limited_configuration();
-
-// A buffered binary-protocol connection to the server on 127.0.0.1, open.
+// A buffered binary-protocol connection to the server on 127.0.0.1, open,
+// with the limits of <thriftyol/limits/safe_server.h>, as the server has.
 std::shared_ptr<::apache::thrift::protocol::TProtocol> connect_to(int port);
 
 struct SoakSettings {

@@ -13,10 +13,12 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -28,9 +30,9 @@
 
 #include <thrift/Thrift.h>
 
+#include "loopback_server.h"
 #include "soak_handler.h"
 #include "soak_peers.h"
-#include "soak_server.h"
 
 namespace yol {
 namespace soak {
@@ -40,6 +42,23 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 SoakSettings g_settings;
+
+// The server: the runtime's threaded server with YolProcessorFactory on
+// 127.0.0.1, one thread per connection, the limits the clients have, and a
+// receive timeout that drops idle connections. The timeout bounds each read,
+// not a whole connection: a peer that trickles a byte now and then within it
+// keeps its thread. The server bounds neither connections nor threads, so
+// that every checking client and every misbehaving connection is served at
+// once.
+testing::ServerSetup server_setup(milliseconds idle_timeout) {
+  testing::ServerSetup setup;
+  setup.receive_timeout = idle_timeout;
+  // A peer that stops reading its replies holds its server thread for at
+  // most this long once the socket's buffers are full.
+  setup.send_timeout = milliseconds(5000);
+  setup.concurrent_clients = std::numeric_limits<int64_t>::max();
+  return setup;
+}
 
 // The runtime's log lines, counted instead of printed. The processor logs
 // each request of a type other than call or one-way.
@@ -150,7 +169,7 @@ TEST(Soak, AnswersEveryCallWhileConnectionsMisbehave) {
   const LogTap log;
   auto factory = std::make_shared<CountingHandlerFactory>();
   const Clock::time_point start = Clock::now();
-  SoakServer server(factory, settings.idle_timeout);
+  testing::LoopbackServer server(factory, server_setup(settings.idle_timeout));
   const int port = server.port();
 
   std::atomic<bool> clients_done{false};
