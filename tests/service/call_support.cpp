@@ -43,6 +43,10 @@ const char* protocol_name(Protocol protocol) {
   return protocol == Protocol::binary ? "Binary" : "Compact";
 }
 
+void PrintTo(Protocol protocol, std::ostream* out) {
+  *out << protocol_name(protocol);
+}
+
 std::shared_ptr<TProtocol> make_protocol(Protocol protocol, std::shared_ptr<TTransport> transport) {
   if (protocol == Protocol::binary) {
     return std::make_shared<proto::TBinaryProtocol>(std::move(transport));

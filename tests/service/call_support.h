@@ -65,6 +65,7 @@ std::vector<std::string> written_texts(const std::vector<WireField>& fields);
 
 enum class Protocol { binary, compact };
 const char* protocol_name(Protocol protocol);
+void PrintTo(Protocol protocol, std::ostream* out);
 std::shared_ptr<TProtocol> make_protocol(Protocol protocol, std::shared_ptr<TTransport> transport);
 
 // A message read generically: its header and its body's top-level fields,
