@@ -43,7 +43,7 @@ void forEachCall(yol::calls::CallList<C...>, F&& f) {
 
 TEST(YolctlEveryCall, ArgumentsAndResultsArriveEqualToTheSamples) {
   RecordingSink sink;
-  std::vector<std::unique_ptr<LoopbackServer>> servers;
+  std::vector<std::unique_ptr<TargetServer>> servers;
   for (const char* protocol : {"binary", "compact", "json"}) {
     for (const char* transport : {"buffered", "framed"}) {
       servers.push_back(recordingServer(sink, protocol, transport));
@@ -54,7 +54,7 @@ TEST(YolctlEveryCall, ArgumentsAndResultsArriveEqualToTheSamples) {
   forEachCall(yol::calls::AllYolCalls{}, [&](auto type) {
     using C = typename decltype(type)::type;
     using Indexes = std::make_index_sequence<std::tuple_size_v<typename C::Args>>;
-    const LoopbackServer& server = *servers[made++ % servers.size()];
+    const TargetServer& server = *servers[made++ % servers.size()];
     const typename C::Args expected = sampleArguments<C>(Indexes{});
 
     std::vector<std::string> args = server.options();

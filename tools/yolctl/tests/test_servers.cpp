@@ -5,15 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <future>
 #include <system_error>
 #include <utility>
-
-#include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/protocol/TCompactProtocol.h>
-#include <thrift/protocol/TJSONProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
-#include <thrift/transport/TServerSocket.h>
 
 #include <thriftyol/service/Yol.h>
 
@@ -26,41 +19,6 @@ namespace {
 using ::apache::thrift::TProcessor;
 using ::apache::thrift::TProcessorFactory;
 using ::apache::thrift::protocol::TProtocol;
-using ::apache::thrift::protocol::TProtocolFactory;
-using ::apache::thrift::server::TServerEventHandler;
-using ::apache::thrift::transport::TServerSocket;
-using ::apache::thrift::transport::TTransportFactory;
-
-std::shared_ptr<TProtocolFactory> protocolFactory(const std::string& name) {
-  if (name == "compact") {
-    return std::make_shared<::apache::thrift::protocol::TCompactProtocolFactory>();
-  }
-  if (name == "json") {
-    return std::make_shared<::apache::thrift::protocol::TJSONProtocolFactory>();
-  }
-  return std::make_shared<::apache::thrift::protocol::TBinaryProtocolFactory>();
-}
-
-std::shared_ptr<TTransportFactory> transportFactory(const std::string& name) {
-  if (name == "framed") {
-    return std::make_shared<::apache::thrift::transport::TFramedTransportFactory>();
-  }
-  return std::make_shared<::apache::thrift::transport::TBufferedTransportFactory>();
-}
-
-// Tells the test the bound port once the server listens.
-class PortAnnouncer : public TServerEventHandler {
- public:
-  explicit PortAnnouncer(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
-
-  std::future<int> port() { return port_.get_future(); }
-
-  void preServe() override { port_.set_value(socket_->getPort()); }
-
- private:
-  std::shared_ptr<TServerSocket> socket_;
-  std::promise<int> port_;
-};
 
 // Hands every call to a RecordingSink; one per server, shared by its
 // connections (the sink locks).
@@ -123,39 +81,34 @@ int bindLoopback(int fd) {
   return ntohs(address.sin_port);
 }
 
+::yol::testing::ServerSetup setupFor(const std::string& protocol, const std::string& transport) {
+  ::yol::testing::ServerSetup setup;
+  setup.protocols = ::yol::testing::protocol_factory(protocol);
+  setup.transports = ::yol::testing::transport_factory(transport);
+  return setup;
+}
+
 }  // namespace
 
-LoopbackServer::LoopbackServer(std::shared_ptr<TProcessorFactory> processors,
-                               std::string protocol, std::string transport)
-    : protocol_(std::move(protocol)), transport_(std::move(transport)) {
-  auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
-  auto announcer = std::make_shared<PortAnnouncer>(socket);
-  std::future<int> port = announcer->port();
-  server_ = std::make_unique<::apache::thrift::server::TThreadedServer>(
-      std::move(processors), socket, transportFactory(transport_), protocolFactory(protocol_));
-  server_->setServerEventHandler(announcer);
-  thread_ = std::thread([this] { server_->serve(); });
-  port_ = port.get();
+TargetServer::TargetServer(std::shared_ptr<TProcessorFactory> processors, std::string protocol,
+                           std::string transport)
+    : protocol_(std::move(protocol)),
+      transport_(std::move(transport)),
+      server_(std::move(processors), setupFor(protocol_, transport_)) {}
+
+std::vector<std::string> TargetServer::options() const {
+  return {"--port", std::to_string(port()), "--protocol", protocol_, "--transport", transport_};
 }
 
-LoopbackServer::~LoopbackServer() {
-  server_->stop();
-  thread_.join();
-}
-
-std::vector<std::string> LoopbackServer::options() const {
-  return {"--port", std::to_string(port_), "--protocol", protocol_, "--transport", transport_};
-}
-
-std::unique_ptr<LoopbackServer> recordingServer(RecordingSink& sink, const std::string& protocol,
-                                                const std::string& transport) {
+std::unique_ptr<TargetServer> recordingServer(RecordingSink& sink, const std::string& protocol,
+                                              const std::string& transport) {
   auto factory = std::make_shared<RecordingHandlerFactory>(sink);
-  return std::make_unique<LoopbackServer>(std::make_shared<yol::YolProcessorFactory>(factory),
-                                          protocol, transport);
+  return std::make_unique<TargetServer>(std::make_shared<yol::YolProcessorFactory>(factory),
+                                        protocol, transport);
 }
 
-std::unique_ptr<LoopbackServer> emptyReplyServer() {
-  return std::make_unique<LoopbackServer>(
+std::unique_ptr<TargetServer> emptyReplyServer() {
+  return std::make_unique<TargetServer>(
       std::make_shared<::apache::thrift::TSingletonProcessorFactory>(
           std::make_shared<EmptyReplyProcessor>()),
       "binary", "buffered");

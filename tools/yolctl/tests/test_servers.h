@@ -11,16 +11,16 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include <thrift/TProcessor.h>
-#include <thrift/server/TThreadedServer.h>
 
 #include <thriftyol/json/yol_calls.h>
 #include <thriftyol/testing/yol_samples.h>
+
+#include "loopback_server.h"
 
 namespace yolctl {
 namespace testing {
@@ -82,19 +82,15 @@ class RecordingSink {
   std::any reply_;
 };
 
-// A threaded server on 127.0.0.1 with the given protocol ("binary",
-// "compact" or "json") and transport ("buffered" or "framed"), serving on a
-// thread of its own until destroyed.
-class LoopbackServer {
+// A threaded server on 127.0.0.1 with the safe limits and the given
+// protocol ("binary", "compact" or "json") and transport ("buffered" or
+// "framed"), serving on a thread of its own until destroyed.
+class TargetServer {
  public:
-  LoopbackServer(std::shared_ptr<::apache::thrift::TProcessorFactory> processors,
-                 std::string protocol, std::string transport);
-  ~LoopbackServer();
+  TargetServer(std::shared_ptr<::apache::thrift::TProcessorFactory> processors,
+               std::string protocol, std::string transport);
 
-  LoopbackServer(const LoopbackServer&) = delete;
-  LoopbackServer& operator=(const LoopbackServer&) = delete;
-
-  int port() const { return port_; }
+  int port() const { return server_.port(); }
   const std::string& protocol() const { return protocol_; }
   const std::string& transport() const { return transport_; }
   // The options that point yolctl at this server.
@@ -103,19 +99,17 @@ class LoopbackServer {
  private:
   std::string protocol_;
   std::string transport_;
-  std::unique_ptr<::apache::thrift::server::TThreadedServer> server_;
-  std::thread thread_;
-  int port_ = 0;
+  ::yol::testing::LoopbackServer server_;
 };
 
 // A Yol server whose handler hands every call to `sink`.
-std::unique_ptr<LoopbackServer> recordingServer(RecordingSink& sink,
-                                                const std::string& protocol = "binary",
-                                                const std::string& transport = "buffered");
+std::unique_ptr<TargetServer> recordingServer(RecordingSink& sink,
+                                              const std::string& protocol = "binary",
+                                              const std::string& transport = "buffered");
 
 // A binary, buffered server that reads each call and replies with an empty
 // result structure, whatever the call.
-std::unique_ptr<LoopbackServer> emptyReplyServer();
+std::unique_ptr<TargetServer> emptyReplyServer();
 
 // A socket that listens on 127.0.0.1 and never accepts: connections are
 // made, requests are sent, and no reply ever comes.

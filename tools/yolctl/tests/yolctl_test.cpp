@@ -35,7 +35,7 @@ class YolctlAgainstAServer : public ::testing::Test {
   }
 
   RecordingSink sink_;
-  std::unique_ptr<LoopbackServer> server_ = recordingServer(sink_);
+  std::unique_ptr<TargetServer> server_ = recordingServer(sink_);
 };
 
 TEST_F(YolctlAgainstAServer, PrintsResultsInTheTextForm) {
