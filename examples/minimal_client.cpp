@@ -11,19 +11,16 @@
 #include <string>
 
 #include <thrift/TApplicationException.h>
-#include <thrift/TConfiguration.h>
 #include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TSocket.h>
 #include <thrift/transport/TTransportException.h>
 
+#include <thriftyol/limits/safe_server.h>
 #include <thriftyol/service/Yol.h>
 
 using ::apache::thrift::TApplicationException;
-using ::apache::thrift::TConfiguration;
 using ::apache::thrift::TException;
 using ::apache::thrift::protocol::TBinaryProtocol;
-using ::apache::thrift::transport::TBufferedTransport;
 using ::apache::thrift::transport::TSocket;
 using ::apache::thrift::transport::TTransportException;
 
@@ -32,21 +29,20 @@ int main(int argc, char** argv) {
   const int port = argc > 2 ? std::atoi(argv[2]) : 9090;
 
   // [client-setup]
-  // A reply may not make the client allocate more than a call can need.
-  constexpr int kMaxMessageSize = 4 * 1024 * 1024;
-  constexpr int32_t kStringLimit = 1024 * 1024;
-  constexpr int32_t kContainerLimit = 64 * 1024;
+  // With the library's safe limits, a reply may not make the client allocate
+  // more than a call can need.
+  namespace limits = yol::safe_server;
   constexpr int kTimeoutMs = 5000;
 
-  auto config = std::make_shared<TConfiguration>(kMaxMessageSize);
+  auto config = limits::configuration();
   auto socket = std::make_shared<TSocket>(host, port, config);
   socket->setConnTimeout(kTimeoutMs);
   socket->setRecvTimeout(kTimeoutMs);
   socket->setSendTimeout(kTimeoutMs);
-  auto transport = std::make_shared<TBufferedTransport>(socket, config);
-  auto protocol = std::make_shared<TBinaryProtocol>(transport, kStringLimit, kContainerLimit,
-                                                    /* strict_read */ false,
-                                                    /* strict_write */ true);
+  auto transport = std::make_shared<limits::BufferedTransport>(socket, config);
+  auto protocol =
+      std::make_shared<TBinaryProtocol>(transport, limits::kStringLimit, limits::kContainerLimit,
+                                        /* strict_read */ false, /* strict_write */ true);
   yol::YolClient client(protocol);
   // [client-setup-end]
 

@@ -13,25 +13,18 @@
 #include <string>
 #include <utility>
 
-#include <thrift/TConfiguration.h>
-#include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/server/TThreadedServer.h>
-#include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TServerSocket.h>
 
+#include <thriftyol/limits/safe_server.h>
 #include <thriftyol/service/Yol.h>
 
-using ::apache::thrift::TConfiguration;
 using ::apache::thrift::TConnectionInfo;
 using ::apache::thrift::TProcessor;
 using ::apache::thrift::TProcessorEventHandler;
-using ::apache::thrift::protocol::TBinaryProtocolFactory;
 using ::apache::thrift::server::TServerEventHandler;
 using ::apache::thrift::server::TThreadedServer;
-using ::apache::thrift::transport::TBufferedTransport;
 using ::apache::thrift::transport::TServerSocket;
-using ::apache::thrift::transport::TTransport;
-using ::apache::thrift::transport::TTransportFactory;
 
 // [handler]
 // Answers two calls; every other call does nothing, as in yol::YolNull
@@ -81,35 +74,6 @@ class LoggedProcessorFactory : public yol::YolProcessorFactory {
 };
 // [event-handler-end]
 
-// [limits]
-// No string, list or message may make the server allocate more than a call
-// of this service can need.
-constexpr int32_t kStringLimit = 1024 * 1024;
-constexpr int32_t kContainerLimit = 64 * 1024;
-constexpr int kMaxMessageSize = 4 * 1024 * 1024;
-
-// The runtime counts a connection's input against the maximum message size
-// until the transport is flushed, which a server's input transport never
-// is: start the count afresh with every message.
-class BufferedTransport : public TBufferedTransport {
- public:
-  using TBufferedTransport::TBufferedTransport;
-
-  uint32_t readEnd() override {
-    resetConsumedMessageSize();
-    return TBufferedTransport::readEnd();
-  }
-};
-
-class TransportFactory : public TTransportFactory {
- public:
-  std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> socket) override {
-    return std::make_shared<BufferedTransport>(
-        std::move(socket), std::make_shared<TConfiguration>(kMaxMessageSize));
-  }
-};
-// [limits-end]
-
 // Says where the server listens once it does.
 class Announcer : public TServerEventHandler {
  public:
@@ -126,14 +90,15 @@ int main(int argc, char** argv) {
   const int port = argc > 1 ? std::atoi(argv[1]) : 9090;
   try {
     // [server-setup]
+    // The library's safe limits: no string, list or message may make the
+    // server allocate more than a call can need, and each connection's
+    // input is counted against them one message at a time.
     auto socket = std::make_shared<TServerSocket>("127.0.0.1", port);
     TThreadedServer server(
         std::make_shared<LoggedProcessorFactory>(std::make_shared<HandlerFactory>()), socket,
-        std::make_shared<TransportFactory>(),
-        std::make_shared<TBinaryProtocolFactory>(kStringLimit, kContainerLimit,
-                                                 /* strict_read */ false,
-                                                 /* strict_write */ true));
-    server.setConcurrentClientLimit(32);
+        std::make_shared<yol::safe_server::BufferedTransportFactory>(),
+        yol::safe_server::binaryProtocolFactory());
+    server.setConcurrentClientLimit(yol::safe_server::kConcurrentClientLimit);
     server.setServerEventHandler(std::make_shared<Announcer>(socket));
     server.serve();
     // [server-setup-end]

@@ -20,6 +20,7 @@
 #include <thrift/transport/TServerSocket.h>
 #include <thrift/transport/TSocket.h>
 
+#include <thriftyol/limits/safe_server.h>
 #include <thriftyol/service/Yol.h>
 
 namespace {
@@ -87,28 +88,15 @@ class ExampleHandlerFactory : public yol::YolIfFactory {
   void releaseHandler(yol::YolIf* handler) override { delete handler; }
 };
 
-// A buffered transport that counts its input against the message limit one
-// message at a time. The runtime's starts the count afresh only on flush,
-// which a server's input transport never sees, so a long connection would
-// otherwise fail once the limit had passed over it in total.
-class PerMessageBufferedTransport : public TBufferedTransport {
- public:
-  using TBufferedTransport::TBufferedTransport;
-
-  uint32_t readEnd() override {
-    resetConsumedMessageSize();
-    return TBufferedTransport::readEnd();
-  }
-};
-
-// Buffered transports that carry the configuration with the message limit.
+// Buffered transports that carry the configuration with the message limit,
+// counting each message's input against it on its own.
 class LimitedBufferedTransportFactory : public TTransportFactory {
  public:
   explicit LimitedBufferedTransportFactory(std::shared_ptr<TConfiguration> config)
       : config_(std::move(config)) {}
 
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return std::make_shared<PerMessageBufferedTransport>(trans, config_);
+    return std::make_shared<yol::safe_server::BufferedTransport>(trans, config_);
   }
 
  private:

@@ -17,6 +17,8 @@
 #include <thrift/server/TThreadedServer.h>
 #include <thrift/transport/TServerSocket.h>
 
+#include <thriftyol/limits/safe_server.h>
+
 #include "call_log.h"
 #include "options.h"
 #include "shared_gateway.h"
@@ -110,7 +112,7 @@ int serve(const gatewaysim::Options& options, gatewaysim::GatewayState state) {
   auto progress = std::make_shared<ServeProgress>(socket, options.host);
   TThreadedServer server(processors, socket, gatewaysim::makeTransportFactory(options.transport),
                          gatewaysim::makeProtocolFactory(options.protocol));
-  server.setConcurrentClientLimit(gatewaysim::kConcurrentClientLimit);
+  server.setConcurrentClientLimit(yol::safe_server::kConcurrentClientLimit);
   server.setServerEventHandler(progress);
 
   std::thread stopper([&signals, &server, &progress, &options] {

@@ -3,11 +3,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/protocol/TCompactProtocol.h>
 #include <thrift/protocol/TJSONProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TVirtualTransport.h>
+
+#include <thriftyol/limits/safe_server.h>
 
 namespace gatewaysim {
 namespace {
@@ -86,7 +86,8 @@ class MeteredBufferedTransport : public TBufferedTransport {
 };
 
 // A framed transport whose message size budget starts afresh with each
-// message, like the buffered one above.
+// message, like the buffered one above: the runtime's framed transport does
+// not either.
 class FramedTransport : public TFramedTransport {
  public:
   using TFramedTransport::TFramedTransport;
@@ -100,7 +101,7 @@ class FramedTransport : public TFramedTransport {
 class BufferedFactory : public TTransportFactory {
  public:
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    auto config = limitedConfiguration();
+    auto config = yol::safe_server::configuration();
     auto counter = std::make_shared<CountingTransport>(std::move(trans), config);
     return std::make_shared<MeteredBufferedTransport>(std::move(counter), config);
   }
@@ -109,15 +110,12 @@ class BufferedFactory : public TTransportFactory {
 class FramedFactory : public TTransportFactory {
  public:
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return std::make_shared<FramedTransport>(std::move(trans), limitedConfiguration());
+    return std::make_shared<FramedTransport>(std::move(trans),
+                                             yol::safe_server::configuration());
   }
 };
 
 }  // namespace
-
-std::shared_ptr<TConfiguration> limitedConfiguration() {
-  return std::make_shared<TConfiguration>(kMaxMessageSize, kMaxFrameSize, kRecursionLimit);
-}
 
 std::shared_ptr<TTransportFactory> makeTransportFactory(const std::string& name) {
   if (name == "buffered") {
@@ -131,17 +129,14 @@ std::shared_ptr<TTransportFactory> makeTransportFactory(const std::string& name)
 
 std::shared_ptr<::apache::thrift::protocol::TProtocolFactory> makeProtocolFactory(
     const std::string& name) {
-  using namespace ::apache::thrift::protocol;
   if (name == "binary") {
-    return std::make_shared<TBinaryProtocolFactory>(kStringLimit, kContainerLimit,
-                                                    /* strict_read */ false,
-                                                    /* strict_write */ true);
+    return yol::safe_server::binaryProtocolFactory();
   }
   if (name == "compact") {
-    return std::make_shared<TCompactProtocolFactory>(kStringLimit, kContainerLimit);
+    return yol::safe_server::compactProtocolFactory();
   }
   if (name == "json") {
-    return std::make_shared<TJSONProtocolFactory>();
+    return std::make_shared<::apache::thrift::protocol::TJSONProtocolFactory>();
   }
   throw std::invalid_argument("unknown protocol '" + name + "'");
 }

@@ -18,6 +18,8 @@
 #include <thrift/transport/TServerSocket.h>
 #include <thrift/transport/TSocket.h>
 
+#include <thriftyol/limits/safe_server.h>
+
 #include "call_log.h"
 #include "shared_gateway.h"
 #include "state.h"
@@ -152,7 +154,7 @@ TEST(TransportTest, EachMessageHasItsOwnSizeBudget) {
   const std::size_t entries = 20000;  // about 1 MB of short strings a message
   const std::vector<yol::eDataType::type> types(entries, yol::eDataType::json_STRING);
   const std::vector<std::string> keys(entries, std::string(20, 'k'));
-  const int messages = kMaxMessageSize / (1024 * 1024) + 2;
+  const int messages = yol::safe_server::kMaxMessageSize / (1024 * 1024) + 2;
   for (const char* transport : {"buffered", "framed"}) {
     SCOPED_TRACE(transport);
     Served served(transport);
@@ -166,7 +168,7 @@ TEST(TransportTest, EachMessageHasItsOwnSizeBudget) {
 
 TEST(TransportTest, StringsBeyondTheLimitAreRefused) {
   Served served("buffered");
-  served.client().send_SetMerivaultName(std::string(kStringLimit + 1, 'n'));
+  served.client().send_SetMerivaultName(std::string(yol::safe_server::kStringLimit + 1, 'n'));
   EXPECT_THROW(served.serve(), TProtocolException);
 }
 
