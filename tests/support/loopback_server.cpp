@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include <thrift/concurrency/Thread.h>
+#include <thrift/concurrency/ThreadFactory.h>
 #include <thrift/protocol/TJSONProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TServerSocket.h>
@@ -30,6 +32,9 @@ namespace {
 using ::apache::thrift::TConnectionInfo;
 using ::apache::thrift::TProcessor;
 using ::apache::thrift::TProcessorFactory;
+using ::apache::thrift::concurrency::Runnable;
+using ::apache::thrift::concurrency::Thread;
+using ::apache::thrift::concurrency::ThreadFactory;
 using ::apache::thrift::protocol::TProtocol;
 using ::apache::thrift::protocol::TProtocolFactory;
 using ::apache::thrift::server::TServerEventHandler;
@@ -43,13 +48,13 @@ using std::chrono::milliseconds;
 
 // The accepting thread often destroys what a connection used (processor,
 // handler, protocols, transports) after the connection's own thread has
-// ended: the runtime keeps references to them in the accepting thread for a
-// while. A shared_ptr count orders the two threads, but it is counted
-// inside libthrift, which is not instrumented, so ThreadSanitizer cannot
-// see that order and would report the destruction as a race. Under
-// ThreadSanitizer, every connection thread publishes what it did when it
-// ends, and every such object takes that in before it is destroyed.
-// Elsewhere both steps are nothing.
+// ended: the runtime keeps references to them in the accepting thread until
+// the next connection arrives. A shared_ptr count orders the two threads, but
+// it is counted inside libthrift, which is not instrumented, so
+// ThreadSanitizer cannot see that order and would report the destruction as
+// a race. Under ThreadSanitizer, every connection thread publishes what it
+// did once its connection is closed, and every such object takes that in
+// before it is destroyed. Elsewhere both steps are nothing.
 #ifdef THRIFTYOL_TESTING_TSAN
 char g_connections_ended;
 void connection_ended() { __tsan_release(&g_connections_ended); }
@@ -107,8 +112,34 @@ class HandedProtocolFactory : public TProtocolFactory {
   std::shared_ptr<TProtocolFactory> inner_;
 };
 
-// Tells the bound port once the server listens (or why it could not
-// start), and marks the end of each connection.
+// Runs a connection, then publishes what its thread did.
+class PublishingRun : public Runnable {
+ public:
+  explicit PublishingRun(std::shared_ptr<Runnable> connection)
+      : connection_(std::move(connection)) {}
+  void run() override {
+    connection_->run();
+    connection_ended();
+  }
+
+ private:
+  std::shared_ptr<Runnable> connection_;
+};
+
+// The threads of the connections, each ending in PublishingRun. The
+// connection's own work (serving, closing its transports) is all done
+// inside the runtime's runnable, so this is the last point its thread
+// touches what the connection used.
+class ConnectionThreads : public ThreadFactory {
+ public:
+  ConnectionThreads() : ThreadFactory(/* detached */ false) {}
+  std::shared_ptr<Thread> newThread(std::shared_ptr<Runnable> connection) const override {
+    return ThreadFactory::newThread(
+        handed_to_runtime<Runnable>(std::make_shared<PublishingRun>(std::move(connection))));
+  }
+};
+
+// Tells the bound port once the server listens, or why it could not start.
 class ServerEvents : public TServerEventHandler {
  public:
   explicit ServerEvents(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
@@ -120,9 +151,6 @@ class ServerEvents : public TServerEventHandler {
 
   void preServe() override {
     std::call_once(told_, [this] { port_.set_value(socket_->getPort()); });
-  }
-  void deleteContext(void*, std::shared_ptr<TProtocol>, std::shared_ptr<TProtocol>) override {
-    connection_ended();
   }
 
  private:
@@ -163,7 +191,8 @@ LoopbackServer::LoopbackServer(std::shared_ptr<TProcessorFactory> processors, Se
   server_ = std::make_shared<TThreadedServer>(
       std::make_shared<HandedProcessorFactory>(std::move(processors)), socket,
       std::make_shared<HandedTransportFactory>(std::move(setup.transports)),
-      std::make_shared<HandedProtocolFactory>(std::move(setup.protocols)));
+      std::make_shared<HandedProtocolFactory>(std::move(setup.protocols)),
+      std::make_shared<ConnectionThreads>());
   server_->setConcurrentClientLimit(setup.concurrent_clients);
   auto events = std::make_shared<ServerEvents>(socket);
   server_->setServerEventHandler(events);
