@@ -30,7 +30,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <future>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -41,30 +40,26 @@
 #include <vector>
 
 #include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/server/TThreadedServer.h>
 #include <thrift/transport/TBufferTransports.h>
-#include <thrift/transport/TServerSocket.h>
 #include <thrift/transport/TSocket.h>
 
+#include <thriftyol/limits/safe_server.h>
+
+#include "loopback_server.h"
 #include "payloads.h"
 
 namespace {
 
 using ::apache::thrift::protocol::TBinaryProtocol;
-using ::apache::thrift::protocol::TBinaryProtocolFactory;
 using ::apache::thrift::protocol::TBinaryProtocolFactoryT;
-using ::apache::thrift::protocol::TBinaryProtocolT;
-using ::apache::thrift::protocol::TProtocol;
 using ::apache::thrift::protocol::TProtocolFactory;
-using ::apache::thrift::server::TServerEventHandler;
-using ::apache::thrift::server::TThreadedServer;
 using ::apache::thrift::transport::TBufferedTransport;
 using ::apache::thrift::transport::TMemoryBuffer;
-using ::apache::thrift::transport::TServerSocket;
 using ::apache::thrift::transport::TSocket;
 using ::apache::thrift::transport::TTransport;
 using ::apache::thrift::transport::TTransportFactory;
 using Clock = std::chrono::steady_clock;
+namespace safe = yol::safe_server;
 
 constexpr int32_t kStatusId = 7;
 
@@ -132,99 +127,56 @@ Exchange exchangeOf(const CallKind& kind) {
 // How an end is configured: buffer sizes (0 keeps the runtime's default of
 // 512 bytes each way) and whether the protocol is the runtime's template
 // bound to TBufferedTransport (transport calls not virtual) or the usual
-// TBinaryProtocol on TTransport.
+// TBinaryProtocol on TTransport. Both ends hold to the safe limits of
+// <thriftyol/limits/safe_server.h>.
 struct Setup {
   uint32_t buffer;
   bool typed;
 };
 
-// Buffered transports of the chosen size on the server side.
+// Buffered transports of the chosen size, with the safe configuration.
 class BufferedFactory : public TTransportFactory {
  public:
   explicit BufferedFactory(uint32_t size) : size_(size) {}
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return buffered(trans, size_);
-  }
-  static std::shared_ptr<TBufferedTransport> buffered(std::shared_ptr<TTransport> trans,
-                                                      uint32_t size) {
-    if (size == 0) {
-      return std::make_shared<TBufferedTransport>(trans);
+    if (size_ == 0) {
+      return std::make_shared<safe::BufferedTransport>(trans, safe::configuration());
     }
-    return std::make_shared<TBufferedTransport>(trans, size, size);
+    return std::make_shared<safe::BufferedTransport>(trans, size_, size_, safe::configuration());
   }
 
  private:
   uint32_t size_;
 };
 
-class PortAnnouncer : public TServerEventHandler {
- public:
-  explicit PortAnnouncer(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
-  std::future<int> port() { return port_.get_future(); }
-  void preServe() override {
-    std::call_once(told_, [this] { port_.set_value(socket_->getPort()); });
+// Binary protocols with the safe string and list limits; the typed ones
+// are bound to the buffered transport they are given.
+std::shared_ptr<TProtocolFactory> binaryProtocols(const Setup& setup) {
+  if (setup.typed) {
+    return std::make_shared<TBinaryProtocolFactoryT<TBufferedTransport>>(
+        safe::kStringLimit, safe::kContainerLimit, /* strict_read */ false,
+        /* strict_write */ true);
   }
-  void fail(std::exception_ptr error) {
-    std::call_once(told_, [this, error] { port_.set_exception(error); });
-  }
+  return safe::binaryProtocolFactory();
+}
 
- private:
-  std::shared_ptr<TServerSocket> socket_;
-  std::promise<int> port_;
-  std::once_flag told_;
-};
-
-class ThriftServer {
- public:
-  explicit ThriftServer(Setup setup) {
-    auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
-    auto announcer = std::make_shared<PortAnnouncer>(socket);
-    auto port = announcer->port();
-    auto factory = std::make_shared<yol::YolProcessorFactory>(
-        std::make_shared<yol::YolIfSingletonFactory>(std::make_shared<BenchHandler>()));
-    std::shared_ptr<TProtocolFactory> protocols;
-    if (setup.typed) {
-      protocols = std::make_shared<TBinaryProtocolFactoryT<TBufferedTransport>>();
-    } else {
-      protocols = std::make_shared<TBinaryProtocolFactory>();
-    }
-    server_ = std::make_unique<TThreadedServer>(
-        factory, socket, std::make_shared<BufferedFactory>(setup.buffer), protocols);
-    server_->setServerEventHandler(announcer);
-    thread_ = std::thread([this, announcer] {
-      try {
-        server_->serve();
-      } catch (...) {
-        announcer->fail(std::current_exception());
-      }
-    });
-    port_ = port.get();
-  }
-  ~ThriftServer() {
-    server_->stop();
-    thread_.join();
-  }
-  int port() const { return port_; }
-
- private:
-  std::unique_ptr<TThreadedServer> server_;
-  std::thread thread_;
-  int port_ = 0;
-};
+// A threaded server on a loopback port with one handler for all
+// connections.
+yol::testing::LoopbackServer serve(const Setup& setup) {
+  yol::testing::ServerSetup server;
+  server.transports = std::make_shared<BufferedFactory>(setup.buffer);
+  server.protocols = binaryProtocols(setup);
+  return yol::testing::LoopbackServer(
+      std::make_shared<yol::YolIfSingletonFactory>(std::make_shared<BenchHandler>()), server);
+}
 
 class ThriftSession {
  public:
-  ThriftSession(int port, Setup setup, const CallKind& kind) : kind_(kind) {
-    auto socket = std::make_shared<TSocket>("127.0.0.1", port);
-    auto buffered = BufferedFactory::buffered(socket, setup.buffer);
-    transport_ = buffered;
-    std::shared_ptr<TProtocol> protocol;
-    if (setup.typed) {
-      protocol = std::make_shared<TBinaryProtocolT<TBufferedTransport>>(buffered);
-    } else {
-      protocol = std::make_shared<TBinaryProtocol>(transport_);
-    }
-    client_ = std::make_unique<yol::YolClient>(protocol);
+  ThriftSession(int port, Setup setup, const CallKind& kind)
+      : kind_(kind),
+        transport_(BufferedFactory(setup.buffer)
+                       .getTransport(std::make_shared<TSocket>("127.0.0.1", port))),
+        client_(std::make_unique<yol::YolClient>(binaryProtocols(setup)->getProtocol(transport_))) {
     transport_->open();
   }
   ~ThriftSession() { transport_->close(); }
@@ -450,7 +402,7 @@ Result runOnce(const Impl& impl, const CallKind& kind, const Exchange& ex, int c
     RawServer server(ex, false);
     return drive(clients, seconds, [&] { return std::make_unique<RawSession>(server.port(), ex); });
   }
-  ThriftServer server(impl.setup);
+  const yol::testing::LoopbackServer server = serve(impl.setup);
   return drive(clients, seconds,
                [&] { return std::make_unique<ThriftSession>(server.port(), impl.setup, kind); });
 }
@@ -461,7 +413,7 @@ int check(const std::vector<CallKind>& kinds, const std::vector<Exchange>& excha
     {
       for (const Impl& impl : kImpls) {
         if (impl.raw) continue;
-        ThriftServer server(impl.setup);
+        const yol::testing::LoopbackServer server = serve(impl.setup);
         ThriftSession session(server.port(), impl.setup, kind);
         session.once();
       }
