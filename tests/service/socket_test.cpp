@@ -1,11 +1,11 @@
 // The service over real sockets on 127.0.0.1, served by the runtime's
-// threaded server through YolProcessorFactory: one call of each result
-// shape through the binary and the compact protocol, the handler's return
-// to its factory when a connection closes, and connections served at once
-// on threads of their own, each with its own handler.
+// threaded server through YolProcessorFactory (the shared loopback server):
+// one call of each result shape through the binary and the compact
+// protocol, the handler's return to its factory when a connection closes,
+// and connections served at once on threads of their own, each with its
+// own handler.
 #include <chrono>
 #include <functional>
-#include <future>
 #include <memory>
 #include <set>
 #include <string>
@@ -15,11 +15,7 @@
 
 #include <gtest/gtest.h>
 
-#include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/protocol/TCompactProtocol.h>
-#include <thrift/server/TThreadedServer.h>
 #include <thrift/transport/TBufferTransports.h>
-#include <thrift/transport/TServerSocket.h>
 #include <thrift/transport/TSocket.h>
 
 #include <thriftyol/service/Yol.h>
@@ -27,71 +23,29 @@
 #include "call_support.h"
 #include "contract_calls.h"
 #include "counting_factory.h"
+#include "loopback_server.h"
 
 namespace {
 
-using ::apache::thrift::protocol::TBinaryProtocolFactory;
-using ::apache::thrift::protocol::TCompactProtocolFactory;
-using ::apache::thrift::protocol::TProtocolFactory;
-using ::apache::thrift::server::TServerEventHandler;
-using ::apache::thrift::server::TThreadedServer;
 using ::apache::thrift::transport::TBufferedTransport;
-using ::apache::thrift::transport::TBufferedTransportFactory;
-using ::apache::thrift::transport::TServerSocket;
 using ::apache::thrift::transport::TSocket;
 using ::yol::YolClient;
-using ::yol::YolProcessorFactory;
+using ::yol::testing::LoopbackServer;
+using ::yol::testing::protocol_factory;
+using ::yol::testing::ServerSetup;
+using ::yol::testing::transport_factory;
 using namespace ::yol::service_test;
 using namespace std::chrono_literals;
 
 constexpr auto kPatience = 10s;
 
-// Tells when the server listens.
-class Listening : public TServerEventHandler {
- public:
-  void preServe() override { listening_.set_value(); }
-  std::future<void> future() { return listening_.get_future(); }
-
- private:
-  std::promise<void> listening_;
-};
-
-// A threaded server on a loopback port chosen by the system, with buffered
-// transports; stopped and joined when it goes.
-class Server {
- public:
-  Server(std::shared_ptr<yol::YolIfFactory> handlers, Protocol protocol)
-      : socket_(std::make_shared<TServerSocket>("127.0.0.1", 0)),
-        server_(std::make_shared<YolProcessorFactory>(handlers), socket_, std::make_shared<TBufferedTransportFactory>(),
-                protocol_factory(protocol)) {
-    auto listening = std::make_shared<Listening>();
-    std::future<void> ready = listening->future();
-    server_.setServerEventHandler(listening);
-    thread_ = std::thread([this] { server_.serve(); });
-    if (ready.wait_for(kPatience) != std::future_status::ready) {
-      ADD_FAILURE() << "the server did not start listening";
-    }
-  }
-
-  ~Server() {
-    server_.stop();
-    thread_.join();
-  }
-
-  int port() const { return socket_->getPort(); }
-
- private:
-  static std::shared_ptr<TProtocolFactory> protocol_factory(Protocol protocol) {
-    if (protocol == Protocol::binary) {
-      return std::make_shared<TBinaryProtocolFactory>();
-    }
-    return std::make_shared<TCompactProtocolFactory>();
-  }
-
-  std::shared_ptr<TServerSocket> socket_;
-  TThreadedServer server_;
-  std::thread thread_;
-};
+// The shared loopback server, with buffered transports and `protocol`.
+std::unique_ptr<LoopbackServer> serve(std::shared_ptr<yol::YolIfFactory> handlers, Protocol protocol) {
+  ServerSetup setup;
+  setup.transports = transport_factory("buffered");
+  setup.protocols = protocol_factory(protocol == Protocol::binary ? "binary" : "compact");
+  return std::make_unique<LoopbackServer>(std::move(handlers), setup);
+}
 
 // A client on its own connection, with bounded waits.
 struct Connection {
@@ -125,9 +79,9 @@ bool eventually(const std::function<bool()>& done) {
 template <class C>
 void one_call(Protocol protocol) {
   auto handlers = std::make_shared<CountingFactory>();
-  Server server(handlers, protocol);
+  const auto server = serve(handlers, protocol);
   {
-    Connection connection(server.port(), protocol);
+    Connection connection(server->port(), protocol);
     const typename C::Args sent = sample_args<C>();
     typename C::Result result{};
     C::call(connection.client, sent, result);
@@ -176,8 +130,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ThreadedServer, HandlerGoesBackToItsFactoryOnceWhenTheConnectionCloses) {
   auto handlers = std::make_shared<CountingFactory>();
-  Server server(handlers, Protocol::binary);
-  auto connection = std::make_unique<Connection>(server.port(), Protocol::binary);
+  const auto server = serve(handlers, Protocol::binary);
+  auto connection = std::make_unique<Connection>(server->port(), Protocol::binary);
   connection->client.ping();
   connection->client.ping();
   ASSERT_EQ(handlers->handed().size(), 1u);
@@ -193,7 +147,7 @@ TEST(ThreadedServer, ConnectionsServedAtOnceEachHaveTheirOwnHandler) {
   constexpr int kConnections = 4;
   constexpr int kCalls = 25;
   auto handlers = std::make_shared<CountingFactory>();
-  Server server(handlers, Protocol::compact);
+  const auto server = serve(handlers, Protocol::compact);
 
   // What went wrong on each connection, if anything.
   std::vector<std::string> failures(kConnections);
@@ -201,7 +155,7 @@ TEST(ThreadedServer, ConnectionsServedAtOnceEachHaveTheirOwnHandler) {
   for (int c = 0; c < kConnections; ++c) {
     callers.emplace_back([&, c] {
       try {
-        Connection connection(server.port(), Protocol::compact);
+        Connection connection(server->port(), Protocol::compact);
         for (int i = 0; i < kCalls; ++i) {
           if (connection.client.status(c * 1000 + i) != sample_result<Call_status>()) {
             failures[c] = "wrong answer to call " + std::to_string(i);
