@@ -5,9 +5,10 @@
 //
 //   interop_server --fixture=F --protocol=binary|compact --transport=buffered|framed
 //
-// Prints "PORT <n>" once listening, then serves until its standard input
-// closes or it gets SIGTERM or SIGINT. Exits 0 when it stopped cleanly and
-// every handler it handed out came back; otherwise non-zero.
+// Serves with the safe limits. Prints "PORT <n>" once listening, then serves
+// until its standard input closes or it gets SIGTERM or SIGINT. Exits 0 when
+// it stopped cleanly and every handler it handed out came back; otherwise
+// non-zero.
 
 #include <poll.h>
 #include <signal.h>
@@ -15,21 +16,18 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
-#include <utility>
 #include <vector>
-
-#include <thrift/server/TThreadedServer.h>
-#include <thrift/transport/TServerSocket.h>
 
 #include <thriftyol/service/Yol.h>
 
 #include "fixture.h"
+#include "loopback_server.h"
 #include "peer_options.h"
 
 namespace {
@@ -350,17 +348,6 @@ class HandlerFactory : public YolIfFactory {
   std::atomic<int> released_{0};
 };
 
-// Announces the bound port once the server listens.
-class PortAnnouncer : public apache::thrift::server::TServerEventHandler {
- public:
-  explicit PortAnnouncer(std::shared_ptr<apache::thrift::transport::TServerSocket> socket)
-      : socket_(std::move(socket)) {}
-  void preServe() override { std::cout << "PORT " << socket_->getPort() << std::endl; }
-
- private:
-  std::shared_ptr<apache::thrift::transport::TServerSocket> socket_;
-};
-
 // Blocks until standard input reaches its end or SIGTERM/SIGINT arrives.
 // The signals must already be blocked in every thread.
 void waitForStop(const sigset_t& signals) {
@@ -389,36 +376,24 @@ void waitForStop(const sigset_t& signals) {
 int run(const interop::Options& options) {
   const Fixture fixture = Fixture::load(options.get("fixture"));
   auto factory = std::make_shared<HandlerFactory>(fixture);
-  auto socket = std::make_shared<apache::thrift::transport::TServerSocket>("127.0.0.1", 0);
+  yol::testing::ServerSetup setup;
+  setup.protocols = yol::testing::protocol_factory(options.get("protocol"));
+  setup.transports = yol::testing::transport_factory(options.get("transport"));
   // A client that stops talking mid-call cannot hold its thread for ever.
-  socket->setRecvTimeout(30000);
-  socket->setSendTimeout(30000);
-  apache::thrift::server::TThreadedServer server(
-      std::make_shared<YolProcessorFactory>(factory), socket,
-      interop::transportFactory(options.get("transport")),
-      interop::protocolFactory(options.get("protocol")));
-  server.setServerEventHandler(std::make_shared<PortAnnouncer>(socket));
+  setup.receive_timeout = std::chrono::milliseconds(30000);
+  setup.send_timeout = std::chrono::milliseconds(30000);
 
+  // Blocked before the server's threads start, so that they inherit it.
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  std::exception_ptr failure;
-  std::thread serving([&] {
-    try {
-      server.serve();
-    } catch (...) {
-      failure = std::current_exception();
-    }
-  });
+  yol::testing::LoopbackServer server(factory, setup);
+  std::cout << "PORT " << server.port() << std::endl;
   waitForStop(signals);
   server.stop();
-  serving.join();
-  if (failure) {
-    std::rethrow_exception(failure);
-  }
   if (factory->handedOut() != factory->released()) {
     std::cerr << "interop_server: " << factory->handedOut() << " handlers handed out, "
               << factory->released() << " released\n";

@@ -2,10 +2,9 @@
 
 #include <stdexcept>
 
-#include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/protocol/TCompactProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TSocket.h>
+
+#include "loopback_server.h"
 
 namespace interop {
 
@@ -37,36 +36,14 @@ std::string Options::get(const std::string& name, const std::string& fallback) c
   return it == values_.end() ? fallback : it->second;
 }
 
-std::shared_ptr<apache::thrift::protocol::TProtocolFactory> protocolFactory(
-    const std::string& name) {
-  if (name == "binary") {
-    return std::make_shared<apache::thrift::protocol::TBinaryProtocolFactory>();
-  }
-  if (name == "compact") {
-    return std::make_shared<apache::thrift::protocol::TCompactProtocolFactory>();
-  }
-  throw std::invalid_argument("unknown protocol " + name);
-}
-
-std::shared_ptr<apache::thrift::transport::TTransportFactory> transportFactory(
-    const std::string& name) {
-  if (name == "buffered") {
-    return std::make_shared<apache::thrift::transport::TBufferedTransportFactory>();
-  }
-  if (name == "framed") {
-    return std::make_shared<apache::thrift::transport::TFramedTransportFactory>();
-  }
-  throw std::invalid_argument("unknown transport " + name);
-}
-
 Connection::Connection(int port, const std::string& protocolName,
                        const std::string& transportName) {
   auto socket = std::make_shared<apache::thrift::transport::TSocket>("127.0.0.1", port);
   socket->setConnTimeout(kTimeoutMs);
   socket->setRecvTimeout(kTimeoutMs);
   socket->setSendTimeout(kTimeoutMs);
-  transport = transportFactory(transportName)->getTransport(socket);
-  protocol = protocolFactory(protocolName)->getProtocol(transport);
+  transport = yol::testing::transport_factory(transportName)->getTransport(socket);
+  protocol = yol::testing::protocol_factory(protocolName)->getProtocol(transport);
   transport->open();
 }
 

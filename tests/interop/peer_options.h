@@ -1,5 +1,5 @@
 // Command-line options shared by the interoperability programs, and the
-// protocol and transport stacks they name.
+// client connection they make.
 #ifndef THRIFTYOL_TESTS_INTEROP_PEER_OPTIONS_H
 #define THRIFTYOL_TESTS_INTEROP_PEER_OPTIONS_H
 
@@ -24,15 +24,10 @@ class Options {
   std::map<std::string, std::string> values_;
 };
 
-// "binary" or "compact"; throws std::invalid_argument otherwise.
-std::shared_ptr<apache::thrift::protocol::TProtocolFactory> protocolFactory(
-    const std::string& name);
-// "buffered" or "framed"; throws std::invalid_argument otherwise.
-std::shared_ptr<apache::thrift::transport::TTransportFactory> transportFactory(
-    const std::string& name);
-
-// An open client connection to 127.0.0.1:port through the named stack, with
-// connect, send and receive timeouts so that a silent peer cannot hang it.
+// An open client connection to 127.0.0.1:port through the named protocol
+// ("binary" or "compact") and transport ("buffered" or "framed"), with the
+// safe limits, and with connect, send and receive timeouts so that a silent
+// peer cannot hang it.
 struct Connection {
   Connection(int port, const std::string& protocol, const std::string& transport);
   ~Connection();
