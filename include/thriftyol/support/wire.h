@@ -4,6 +4,7 @@
 #ifndef THRIFTYOL_SUPPORT_WIRE_H
 #define THRIFTYOL_SUPPORT_WIRE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -40,10 +41,13 @@ class OutputDepthGuard {
   ::apache::thrift::protocol::TProtocol* prot_;
 };
 
-// The most elements a list read reserves room for before they arrive. The
-// announced count is untrusted input; past this the vector grows as
-// elements are actually read.
-constexpr std::uint32_t kMaxListReserve = 1024;
+// A list read reserves less than this many bytes before its elements
+// arrive. The announced count is untrusted input: a forged one (2^31 - 1
+// elements, say) costs under a MiB per list that is open at the time, and
+// lists nest only a few levels deep in our records, so the room taken ahead
+// of the data stays small. Past it the vector grows as elements are
+// actually read, never beyond the announced count.
+constexpr std::size_t kMaxListReserveBytes = std::size_t{1} << 20;
 
 template <class T>
 std::uint32_t readList(::apache::thrift::protocol::TProtocol* iprot,
@@ -79,9 +83,13 @@ std::uint32_t readValue(::apache::thrift::protocol::TProtocol* iprot,
 }
 
 // Reads a list into `list`, replacing what it held. Elements are created
-// only as they arrive, so a forged element count cannot make the read
-// allocate more than a small reserve ahead of the data actually present.
-// The element type announced by the list header is not checked.
+// only as they arrive. Room is first reserved for the announced count, but
+// for less than kMaxListReserveBytes; whenever that room is full it
+// doubles, never past the count. A forged count therefore makes the read
+// allocate no more ahead of the data than that first reserve, or as much
+// again as the elements that did arrive; a genuine list ends with exactly
+// the room it needs. The element type announced by the list header is not
+// checked.
 template <class T>
 std::uint32_t readList(::apache::thrift::protocol::TProtocol* iprot,
                        std::vector<T>& list) {
@@ -89,8 +97,13 @@ std::uint32_t readList(::apache::thrift::protocol::TProtocol* iprot,
   ::apache::thrift::protocol::TType etype;
   std::uint32_t size;
   std::uint32_t xfer = iprot->readListBegin(etype, size);
-  list.reserve(size < kMaxListReserve ? size : kMaxListReserve);
+  const std::size_t count = size;
+  const std::size_t most = (kMaxListReserveBytes - 1) / sizeof(T);
+  list.reserve(std::min(count, std::max<std::size_t>(most, 1)));
   for (std::uint32_t i = 0; i < size; ++i) {
+    if (list.size() == list.capacity()) {
+      list.reserve(std::min(count, 2 * list.capacity()));
+    }
     if constexpr (std::is_same_v<T, bool>) {
       bool value;  // std::vector<bool> hands out proxies, not bool&
       xfer += iprot->readBool(value);
