@@ -159,12 +159,27 @@ class ServerEvents : public TServerEventHandler {
   std::once_flag told_;
 };
 
+// A framed transport whose message size budget starts afresh with every
+// message, as safe_server::BufferedTransport does for buffered ones: the
+// runtime's framed transport never resets its count either, so a binary
+// connection would fail once the maximum message size had passed over it
+// in total.
+class FramedTransport : public TFramedTransport {
+ public:
+  using TFramedTransport::TFramedTransport;
+
+  uint32_t readEnd() override {
+    resetConsumedMessageSize();
+    return TFramedTransport::readEnd();
+  }
+};
+
 // Framed transports that carry the safe configuration (message and frame
 // size, recursion limit).
 class FramedTransportFactory : public TTransportFactory {
  public:
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return std::make_shared<TFramedTransport>(std::move(trans), safe_server::configuration());
+    return std::make_shared<FramedTransport>(std::move(trans), safe_server::configuration());
   }
 };
 

@@ -20,7 +20,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <exception>
 #include <future>
 #include <memory>
 #include <string>
