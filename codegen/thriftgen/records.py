@@ -165,7 +165,7 @@ def _define_record(out, struct):
     _define_setters(out, struct)
     _define_equality(out, struct)
     _define_read(out, struct, pointers=False)
-    _define_write(out, struct, pointers=False, guard=True)
+    _define_record_write(out, struct)
     _define_swap(out, struct)
     _define_text(out, struct)
 
@@ -347,57 +347,101 @@ def _read_value(out, t, ref):
 
 
 def _define_write(out, struct, pointers, guard):
-    """Writes the record between struct begin and end: required and default
-    fields always, optional ones only under their flag."""
+    """An envelope's write. The records it holds are written through their
+    exported write."""
     out.line("uint32_t $cls$::write($proto$* oprot) const {", cls=struct.name,
              proto=cpp.PROTOCOL)
     with out.indent():
-        if guard:
-            out.line("::thriftyol::detail::OutputDepthGuard depth(oprot);")
-        else:
-            out.line("// A result does not count towards the output depth; what it carries does.")
-        out.line("uint32_t xfer = 0;")
-        out.line('xfer += oprot->writeStructBegin("$cls$");', cls=struct.name)
-        for f in _by_id(struct):
-            out.blank()
-            if f.req == model.OPTIONAL:
-                out.line("if (this->__isset.$name$) {", name=f.name)
-                with out.indent():
-                    _write_field(out, f, _Ref(f.name, pointers))
-                out.line("}")
-            else:
-                _write_field(out, f, _Ref(f.name, pointers))
-        out.blank()
-        out.line("xfer += oprot->writeFieldStop();")
-        out.line("xfer += oprot->writeStructEnd();")
-        out.line("return xfer;")
+        _write_body(out, struct, "this->", pointers, guard, record_call=_write_method)
     out.line("}")
     out.blank()
 
 
-def _write_field(out, f, ref):
+def _define_record_write(out, struct):
+    """A data record's write is an inline function of this source file,
+    writeRecord(const R&, TProtocol*), which the exported R::write calls.
+    The records of the file that hold another record, as a field or in a
+    list, call its writeRecord directly: no call through the library's
+    symbol table, and a small record can be inlined into its parent's loop.
+    The contract declares a record before its use, so the writeRecord of
+    every record a record holds is defined above it."""
+    out.line("namespace {")
+    out.blank()
+    out.line("// $cls$::write; the records below that hold one call it directly.",
+             cls=struct.name)
+    out.line("inline uint32_t writeRecord(const $cls$& $obj$, $proto$* oprot) {",
+             cls=struct.name, obj=_parameter("obj", struct), proto=cpp.PROTOCOL)
+    with out.indent():
+        _write_body(out, struct, "obj.", False, guard=True, record_call=_write_record)
+    out.line("}")
+    out.blank()
+    out.line("}  // namespace")
+    out.blank()
+    out.line("uint32_t $cls$::write($proto$* oprot) const {", cls=struct.name,
+             proto=cpp.PROTOCOL)
+    with out.indent():
+        out.line("return writeRecord(*this, oprot);")
+    out.line("}")
+    out.blank()
+
+
+def _write_body(out, struct, owner, pointers, guard, record_call):
+    """Writes the record between struct begin and end: required and default
+    fields always, optional ones only under their flag. Fields are reached
+    through `owner` ("this->" or "obj."); `record_call(ref)` is the call
+    that writes a record held by value or in a list."""
+    if guard:
+        out.line("::thriftyol::detail::OutputDepthGuard depth(oprot);")
+    else:
+        out.line("// A result does not count towards the output depth; what it carries does.")
+    out.line("uint32_t xfer = 0;")
+    out.line('xfer += oprot->writeStructBegin("$cls$");', cls=struct.name)
+    for f in _by_id(struct):
+        out.blank()
+        if f.req == model.OPTIONAL:
+            out.line("if ($owner$__isset.$name$) {", owner=owner, name=f.name)
+            with out.indent():
+                _write_field(out, f, _Ref(f.name, pointers, owner), record_call)
+            out.line("}")
+        else:
+            _write_field(out, f, _Ref(f.name, pointers, owner), record_call)
+    out.blank()
+    out.line("xfer += oprot->writeFieldStop();")
+    out.line("xfer += oprot->writeStructEnd();")
+    out.line("return xfer;")
+
+
+def _write_field(out, f, ref, record_call):
     out.line('xfer += oprot->writeFieldBegin("$name$", $wire$, $id$);', name=f.name,
              wire=cpp.wire_type(f.type), id=f.id)
-    _write_value(out, f.type, ref)
+    _write_value(out, f.type, ref, record_call)
     out.line("xfer += oprot->writeFieldEnd();")
 
 
-def _write_value(out, t, ref, depth=0):
+def _write_value(out, t, ref, record_call, depth=0):
     if t.kind == "enum":
         out.line("xfer += oprot->writeI32(static_cast<int32_t>($value$));", value=ref.value)
     elif t.kind == "struct":
-        out.line("xfer += $member$write(oprot);", member=ref.member)
+        out.line("xfer += $call$;", call=record_call(ref))
     elif t.kind == "list":
         elem = "elem" if depth == 0 else "elem%d" % depth
         out.line("xfer += oprot->writeListBegin($wire$, static_cast<uint32_t>($member$size()));",
                  wire=cpp.wire_type(t.elem), member=ref.member)
         out.line("for (const auto& $elem$ : $value$) {", elem=elem, value=ref.value)
         with out.indent():
-            _write_value(out, t.elem, _Ref.local(elem), depth + 1)
+            _write_value(out, t.elem, _Ref.local(elem), record_call, depth + 1)
         out.line("}")
         out.line("xfer += oprot->writeListEnd();")
     else:
         out.line("xfer += oprot->$call$($value$);", call=cpp.write_call(t), value=ref.value)
+
+
+def _write_method(ref):
+    return "%swrite(oprot)" % ref.member
+
+
+def _write_record(ref):
+    return "writeRecord(%s, oprot)" % ref.value
 
 
 def _define_swap(out, struct):
@@ -467,11 +511,11 @@ class _Ref:
     """How generated code reaches a value: `value` is an lvalue expression,
     `member` the prefix for calling its member functions."""
 
-    def __init__(self, name, pointer):
+    def __init__(self, name, pointer, owner="this->"):
         if pointer:
-            self.value, self.member = "*this->%s" % name, "this->%s->" % name
+            self.value, self.member = "*%s%s" % (owner, name), "%s%s->" % (owner, name)
         else:
-            self.value, self.member = "this->%s" % name, "this->%s." % name
+            self.value, self.member = owner + name, "%s%s." % (owner, name)
 
     @classmethod
     def local(cls, name):

@@ -112,22 +112,32 @@ uint32_t stPoint::read(::apache::thrift::protocol::TProtocol* iprot) {
   return xfer;
 }
 
-uint32_t stPoint::write(::apache::thrift::protocol::TProtocol* oprot) const {
+namespace {
+
+// stPoint::write; the records below that hold one call it directly.
+inline uint32_t writeRecord(const stPoint& obj,
+                            ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
   uint32_t xfer = 0;
   xfer += oprot->writeStructBegin("stPoint");
 
   xfer += oprot->writeFieldBegin("x", ::apache::thrift::protocol::T_DOUBLE, 1);
-  xfer += oprot->writeDouble(this->x);
+  xfer += oprot->writeDouble(obj.x);
   xfer += oprot->writeFieldEnd();
 
   xfer += oprot->writeFieldBegin("y", ::apache::thrift::protocol::T_DOUBLE, 2);
-  xfer += oprot->writeDouble(this->y);
+  xfer += oprot->writeDouble(obj.y);
   xfer += oprot->writeFieldEnd();
 
   xfer += oprot->writeFieldStop();
   xfer += oprot->writeStructEnd();
   return xfer;
+}
+
+}  // namespace
+
+uint32_t stPoint::write(::apache::thrift::protocol::TProtocol* oprot) const {
+  return writeRecord(*this, oprot);
 }
 
 void swap(stPoint& a, stPoint& b) {
@@ -737,130 +747,133 @@ uint32_t stEverything::read(::apache::thrift::protocol::TProtocol* iprot) {
   return xfer;
 }
 
-uint32_t stEverything::write(
-    ::apache::thrift::protocol::TProtocol* oprot) const {
+namespace {
+
+// stEverything::write; the records below that hold one call it directly.
+inline uint32_t writeRecord(const stEverything& obj,
+                            ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
   uint32_t xfer = 0;
   xfer += oprot->writeStructBegin("stEverything");
 
   xfer +=
       oprot->writeFieldBegin("flagReq", ::apache::thrift::protocol::T_BOOL, 1);
-  xfer += oprot->writeBool(this->flagReq);
+  xfer += oprot->writeBool(obj.flagReq);
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.flagOpt) {
+  if (obj.__isset.flagOpt) {
     xfer += oprot->writeFieldBegin("flagOpt",
                                    ::apache::thrift::protocol::T_BOOL, 2);
-    xfer += oprot->writeBool(this->flagOpt);
+    xfer += oprot->writeBool(obj.flagOpt);
     xfer += oprot->writeFieldEnd();
   }
 
   xfer +=
       oprot->writeFieldBegin("flagDef", ::apache::thrift::protocol::T_BOOL, 3);
-  xfer += oprot->writeBool(this->flagDef);
+  xfer += oprot->writeBool(obj.flagDef);
   xfer += oprot->writeFieldEnd();
 
   xfer +=
       oprot->writeFieldBegin("countReq", ::apache::thrift::protocol::T_I32, 4);
-  xfer += oprot->writeI32(this->countReq);
+  xfer += oprot->writeI32(obj.countReq);
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.countOpt) {
+  if (obj.__isset.countOpt) {
     xfer += oprot->writeFieldBegin("countOpt",
                                    ::apache::thrift::protocol::T_I32, 5);
-    xfer += oprot->writeI32(this->countOpt);
+    xfer += oprot->writeI32(obj.countOpt);
     xfer += oprot->writeFieldEnd();
   }
 
   xfer +=
       oprot->writeFieldBegin("countDef", ::apache::thrift::protocol::T_I32, 6);
-  xfer += oprot->writeI32(this->countDef);
+  xfer += oprot->writeI32(obj.countDef);
   xfer += oprot->writeFieldEnd();
 
   xfer += oprot->writeFieldBegin("ratioReq",
                                  ::apache::thrift::protocol::T_DOUBLE, 7);
-  xfer += oprot->writeDouble(this->ratioReq);
+  xfer += oprot->writeDouble(obj.ratioReq);
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.ratioOpt) {
+  if (obj.__isset.ratioOpt) {
     xfer += oprot->writeFieldBegin("ratioOpt",
                                    ::apache::thrift::protocol::T_DOUBLE, 8);
-    xfer += oprot->writeDouble(this->ratioOpt);
+    xfer += oprot->writeDouble(obj.ratioOpt);
     xfer += oprot->writeFieldEnd();
   }
 
   xfer += oprot->writeFieldBegin("ratioDef",
                                  ::apache::thrift::protocol::T_DOUBLE, 9);
-  xfer += oprot->writeDouble(this->ratioDef);
+  xfer += oprot->writeDouble(obj.ratioDef);
   xfer += oprot->writeFieldEnd();
 
   xfer += oprot->writeFieldBegin("textReq",
                                  ::apache::thrift::protocol::T_STRING, 10);
-  xfer += oprot->writeString(this->textReq);
+  xfer += oprot->writeString(obj.textReq);
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.textOpt) {
+  if (obj.__isset.textOpt) {
     xfer += oprot->writeFieldBegin("textOpt",
                                    ::apache::thrift::protocol::T_STRING, 11);
-    xfer += oprot->writeString(this->textOpt);
+    xfer += oprot->writeString(obj.textOpt);
     xfer += oprot->writeFieldEnd();
   }
 
   xfer += oprot->writeFieldBegin("textDef",
                                  ::apache::thrift::protocol::T_STRING, 12);
-  xfer += oprot->writeString(this->textDef);
+  xfer += oprot->writeString(obj.textDef);
   xfer += oprot->writeFieldEnd();
 
   xfer +=
       oprot->writeFieldBegin("modeReq", ::apache::thrift::protocol::T_I32, 13);
-  xfer += oprot->writeI32(static_cast<int32_t>(this->modeReq));
+  xfer += oprot->writeI32(static_cast<int32_t>(obj.modeReq));
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.modeOpt) {
+  if (obj.__isset.modeOpt) {
     xfer += oprot->writeFieldBegin("modeOpt", ::apache::thrift::protocol::T_I32,
                                    14);
-    xfer += oprot->writeI32(static_cast<int32_t>(this->modeOpt));
+    xfer += oprot->writeI32(static_cast<int32_t>(obj.modeOpt));
     xfer += oprot->writeFieldEnd();
   }
 
   xfer +=
       oprot->writeFieldBegin("modeDef", ::apache::thrift::protocol::T_I32, 15);
-  xfer += oprot->writeI32(static_cast<int32_t>(this->modeDef));
+  xfer += oprot->writeI32(static_cast<int32_t>(obj.modeDef));
   xfer += oprot->writeFieldEnd();
 
   xfer += oprot->writeFieldBegin("pointReq",
                                  ::apache::thrift::protocol::T_STRUCT, 16);
-  xfer += this->pointReq.write(oprot);
+  xfer += writeRecord(obj.pointReq, oprot);
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.pointOpt) {
+  if (obj.__isset.pointOpt) {
     xfer += oprot->writeFieldBegin("pointOpt",
                                    ::apache::thrift::protocol::T_STRUCT, 17);
-    xfer += this->pointOpt.write(oprot);
+    xfer += writeRecord(obj.pointOpt, oprot);
     xfer += oprot->writeFieldEnd();
   }
 
   xfer += oprot->writeFieldBegin("pointDef",
                                  ::apache::thrift::protocol::T_STRUCT, 18);
-  xfer += this->pointDef.write(oprot);
+  xfer += writeRecord(obj.pointDef, oprot);
   xfer += oprot->writeFieldEnd();
 
   xfer += oprot->writeFieldBegin("textsReq", ::apache::thrift::protocol::T_LIST,
                                  19);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRING,
-                                static_cast<uint32_t>(this->textsReq.size()));
-  for (const auto& elem : this->textsReq) {
+                                static_cast<uint32_t>(obj.textsReq.size()));
+  for (const auto& elem : obj.textsReq) {
     xfer += oprot->writeString(elem);
   }
   xfer += oprot->writeListEnd();
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.textsOpt) {
+  if (obj.__isset.textsOpt) {
     xfer += oprot->writeFieldBegin("textsOpt",
                                    ::apache::thrift::protocol::T_LIST, 20);
     xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRING,
-                                  static_cast<uint32_t>(this->textsOpt.size()));
-    for (const auto& elem : this->textsOpt) {
+                                  static_cast<uint32_t>(obj.textsOpt.size()));
+    for (const auto& elem : obj.textsOpt) {
       xfer += oprot->writeString(elem);
     }
     xfer += oprot->writeListEnd();
@@ -870,8 +883,8 @@ uint32_t stEverything::write(
   xfer += oprot->writeFieldBegin("textsDef", ::apache::thrift::protocol::T_LIST,
                                  21);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRING,
-                                static_cast<uint32_t>(this->textsDef.size()));
-  for (const auto& elem : this->textsDef) {
+                                static_cast<uint32_t>(obj.textsDef.size()));
+  for (const auto& elem : obj.textsDef) {
     xfer += oprot->writeString(elem);
   }
   xfer += oprot->writeListEnd();
@@ -880,20 +893,19 @@ uint32_t stEverything::write(
   xfer += oprot->writeFieldBegin("countsReq",
                                  ::apache::thrift::protocol::T_LIST, 22);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_I32,
-                                static_cast<uint32_t>(this->countsReq.size()));
-  for (const auto& elem : this->countsReq) {
+                                static_cast<uint32_t>(obj.countsReq.size()));
+  for (const auto& elem : obj.countsReq) {
     xfer += oprot->writeI32(elem);
   }
   xfer += oprot->writeListEnd();
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.countsOpt) {
+  if (obj.__isset.countsOpt) {
     xfer += oprot->writeFieldBegin("countsOpt",
                                    ::apache::thrift::protocol::T_LIST, 23);
-    xfer += oprot->writeListBegin(
-        ::apache::thrift::protocol::T_I32,
-        static_cast<uint32_t>(this->countsOpt.size()));
-    for (const auto& elem : this->countsOpt) {
+    xfer += oprot->writeListBegin(::apache::thrift::protocol::T_I32,
+                                  static_cast<uint32_t>(obj.countsOpt.size()));
+    for (const auto& elem : obj.countsOpt) {
       xfer += oprot->writeI32(elem);
     }
     xfer += oprot->writeListEnd();
@@ -903,8 +915,8 @@ uint32_t stEverything::write(
   xfer += oprot->writeFieldBegin("countsDef",
                                  ::apache::thrift::protocol::T_LIST, 24);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_I32,
-                                static_cast<uint32_t>(this->countsDef.size()));
-  for (const auto& elem : this->countsDef) {
+                                static_cast<uint32_t>(obj.countsDef.size()));
+  for (const auto& elem : obj.countsDef) {
     xfer += oprot->writeI32(elem);
   }
   xfer += oprot->writeListEnd();
@@ -913,19 +925,19 @@ uint32_t stEverything::write(
   xfer += oprot->writeFieldBegin("modesReq", ::apache::thrift::protocol::T_LIST,
                                  25);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_I32,
-                                static_cast<uint32_t>(this->modesReq.size()));
-  for (const auto& elem : this->modesReq) {
+                                static_cast<uint32_t>(obj.modesReq.size()));
+  for (const auto& elem : obj.modesReq) {
     xfer += oprot->writeI32(static_cast<int32_t>(elem));
   }
   xfer += oprot->writeListEnd();
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.modesOpt) {
+  if (obj.__isset.modesOpt) {
     xfer += oprot->writeFieldBegin("modesOpt",
                                    ::apache::thrift::protocol::T_LIST, 26);
     xfer += oprot->writeListBegin(::apache::thrift::protocol::T_I32,
-                                  static_cast<uint32_t>(this->modesOpt.size()));
-    for (const auto& elem : this->modesOpt) {
+                                  static_cast<uint32_t>(obj.modesOpt.size()));
+    for (const auto& elem : obj.modesOpt) {
       xfer += oprot->writeI32(static_cast<int32_t>(elem));
     }
     xfer += oprot->writeListEnd();
@@ -935,8 +947,8 @@ uint32_t stEverything::write(
   xfer += oprot->writeFieldBegin("modesDef", ::apache::thrift::protocol::T_LIST,
                                  27);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_I32,
-                                static_cast<uint32_t>(this->modesDef.size()));
-  for (const auto& elem : this->modesDef) {
+                                static_cast<uint32_t>(obj.modesDef.size()));
+  for (const auto& elem : obj.modesDef) {
     xfer += oprot->writeI32(static_cast<int32_t>(elem));
   }
   xfer += oprot->writeListEnd();
@@ -945,21 +957,20 @@ uint32_t stEverything::write(
   xfer += oprot->writeFieldBegin("pointsReq",
                                  ::apache::thrift::protocol::T_LIST, 28);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRUCT,
-                                static_cast<uint32_t>(this->pointsReq.size()));
-  for (const auto& elem : this->pointsReq) {
-    xfer += elem.write(oprot);
+                                static_cast<uint32_t>(obj.pointsReq.size()));
+  for (const auto& elem : obj.pointsReq) {
+    xfer += writeRecord(elem, oprot);
   }
   xfer += oprot->writeListEnd();
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.pointsOpt) {
+  if (obj.__isset.pointsOpt) {
     xfer += oprot->writeFieldBegin("pointsOpt",
                                    ::apache::thrift::protocol::T_LIST, 29);
-    xfer += oprot->writeListBegin(
-        ::apache::thrift::protocol::T_STRUCT,
-        static_cast<uint32_t>(this->pointsOpt.size()));
-    for (const auto& elem : this->pointsOpt) {
-      xfer += elem.write(oprot);
+    xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRUCT,
+                                  static_cast<uint32_t>(obj.pointsOpt.size()));
+    for (const auto& elem : obj.pointsOpt) {
+      xfer += writeRecord(elem, oprot);
     }
     xfer += oprot->writeListEnd();
     xfer += oprot->writeFieldEnd();
@@ -968,30 +979,37 @@ uint32_t stEverything::write(
   xfer += oprot->writeFieldBegin("pointsDef",
                                  ::apache::thrift::protocol::T_LIST, 30);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRUCT,
-                                static_cast<uint32_t>(this->pointsDef.size()));
-  for (const auto& elem : this->pointsDef) {
-    xfer += elem.write(oprot);
+                                static_cast<uint32_t>(obj.pointsDef.size()));
+  for (const auto& elem : obj.pointsDef) {
+    xfer += writeRecord(elem, oprot);
   }
   xfer += oprot->writeListEnd();
   xfer += oprot->writeFieldEnd();
 
-  if (this->__isset.afterGap) {
+  if (obj.__isset.afterGap) {
     xfer += oprot->writeFieldBegin("afterGap",
                                    ::apache::thrift::protocol::T_STRING, 35);
-    xfer += oprot->writeString(this->afterGap);
+    xfer += oprot->writeString(obj.afterGap);
     xfer += oprot->writeFieldEnd();
   }
 
-  if (this->__isset.level) {
+  if (obj.__isset.level) {
     xfer +=
         oprot->writeFieldBegin("level", ::apache::thrift::protocol::T_I32, 40);
-    xfer += oprot->writeI32(static_cast<int32_t>(this->level));
+    xfer += oprot->writeI32(static_cast<int32_t>(obj.level));
     xfer += oprot->writeFieldEnd();
   }
 
   xfer += oprot->writeFieldStop();
   xfer += oprot->writeStructEnd();
   return xfer;
+}
+
+}  // namespace
+
+uint32_t stEverything::write(
+    ::apache::thrift::protocol::TProtocol* oprot) const {
+  return writeRecord(*this, oprot);
 }
 
 void swap(stEverything& a, stEverything& b) {
@@ -1165,41 +1183,51 @@ uint32_t stOptionals::read(::apache::thrift::protocol::TProtocol* iprot) {
   return xfer;
 }
 
-uint32_t stOptionals::write(
-    ::apache::thrift::protocol::TProtocol* oprot) const {
+namespace {
+
+// stOptionals::write; the records below that hold one call it directly.
+inline uint32_t writeRecord(const stOptionals& obj,
+                            ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
   uint32_t xfer = 0;
   xfer += oprot->writeStructBegin("stOptionals");
 
-  if (this->__isset.everything) {
+  if (obj.__isset.everything) {
     xfer += oprot->writeFieldBegin("everything",
                                    ::apache::thrift::protocol::T_STRUCT, 1);
-    xfer += this->everything.write(oprot);
+    xfer += writeRecord(obj.everything, oprot);
     xfer += oprot->writeFieldEnd();
   }
 
-  if (this->__isset.many) {
+  if (obj.__isset.many) {
     xfer +=
         oprot->writeFieldBegin("many", ::apache::thrift::protocol::T_LIST, 2);
     xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRUCT,
-                                  static_cast<uint32_t>(this->many.size()));
-    for (const auto& elem : this->many) {
-      xfer += elem.write(oprot);
+                                  static_cast<uint32_t>(obj.many.size()));
+    for (const auto& elem : obj.many) {
+      xfer += writeRecord(elem, oprot);
     }
     xfer += oprot->writeListEnd();
     xfer += oprot->writeFieldEnd();
   }
 
-  if (this->__isset.count) {
+  if (obj.__isset.count) {
     xfer +=
         oprot->writeFieldBegin("count", ::apache::thrift::protocol::T_I32, 3);
-    xfer += oprot->writeI32(this->count);
+    xfer += oprot->writeI32(obj.count);
     xfer += oprot->writeFieldEnd();
   }
 
   xfer += oprot->writeFieldStop();
   xfer += oprot->writeStructEnd();
   return xfer;
+}
+
+}  // namespace
+
+uint32_t stOptionals::write(
+    ::apache::thrift::protocol::TProtocol* oprot) const {
+  return writeRecord(*this, oprot);
 }
 
 void swap(stOptionals& a, stOptionals& b) {
@@ -1289,20 +1317,24 @@ uint32_t stDefaults::read(::apache::thrift::protocol::TProtocol* iprot) {
   return xfer;
 }
 
-uint32_t stDefaults::write(::apache::thrift::protocol::TProtocol* oprot) const {
+namespace {
+
+// stDefaults::write; the records below that hold one call it directly.
+inline uint32_t writeRecord(const stDefaults& obj,
+                            ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
   uint32_t xfer = 0;
   xfer += oprot->writeStructBegin("stDefaults");
 
   xfer += oprot->writeFieldBegin("level", ::apache::thrift::protocol::T_I32, 1);
-  xfer += oprot->writeI32(static_cast<int32_t>(this->level));
+  xfer += oprot->writeI32(static_cast<int32_t>(obj.level));
   xfer += oprot->writeFieldEnd();
 
   xfer +=
       oprot->writeFieldBegin("names", ::apache::thrift::protocol::T_LIST, 2);
   xfer += oprot->writeListBegin(::apache::thrift::protocol::T_STRING,
-                                static_cast<uint32_t>(this->names.size()));
-  for (const auto& elem : this->names) {
+                                static_cast<uint32_t>(obj.names.size()));
+  for (const auto& elem : obj.names) {
     xfer += oprot->writeString(elem);
   }
   xfer += oprot->writeListEnd();
@@ -1311,6 +1343,12 @@ uint32_t stDefaults::write(::apache::thrift::protocol::TProtocol* oprot) const {
   xfer += oprot->writeFieldStop();
   xfer += oprot->writeStructEnd();
   return xfer;
+}
+
+}  // namespace
+
+uint32_t stDefaults::write(::apache::thrift::protocol::TProtocol* oprot) const {
+  return writeRecord(*this, oprot);
 }
 
 void swap(stDefaults& a, stDefaults& b) {
