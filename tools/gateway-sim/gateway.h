@@ -63,7 +63,8 @@ class Gateway : public yol::YolIf {
  public:
   explicit Gateway(GatewayState state, Clock clock = std::chrono::system_clock::now);
 
-  // What the simulator holds now, for tests and inspection.
+  // What the simulator holds now, for tests and inspection. Jobs and the
+  // transfer history are held apart (read them through their calls).
   const GatewayState& state() const { return state_; }
   const std::deque<TelematicsMessage>& telematics() const { return telematics_; }
   uint64_t telematicsCount(const std::string& call) const;
