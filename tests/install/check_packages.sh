@@ -126,8 +126,11 @@ done
 export LD_LIBRARY_PATH=$root$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}
 for tool in "${tools[@]}"; do
   "$root/usr/bin/$tool" --help >/dev/null || fail "$tool --help failed from the unpacked root"
-  ldd "$root/usr/bin/$tool" | grep -qF "$root$libdir/libthriftyol.so.1" \
-    || fail "$tool does not load the unpacked libthriftyol.so.1"
+  # ldd's whole output first: with pipefail, a grep -q that stops at the
+  # first match can fail the pipeline through ldd's broken pipe.
+  loaded=$(ldd "$root/usr/bin/$tool")
+  grep -qF "$root$libdir/libthriftyol.so.1" <<<"$loaded" \
+    || fail "$tool does not load the unpacked libthriftyol.so.1:"$'\n'"$loaded"
 done
 
 echo "== find_package(thriftyol), with the GoogleMock handler"
