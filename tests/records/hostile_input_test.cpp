@@ -83,6 +83,27 @@ TEST(HostileInput, HugeListCountFailsWithoutAHugeAllocation) {
   expect_small_failure<yol::ServiceDiscoverySuccess>("urls", 1, proto::T_STRING);
 }
 
+TEST(HostileInput, LongGenuineListEndsWithExactlyItsRoom) {
+  // Longer than the first reserve, and not a power of two times it: the
+  // growth still stops at the count, and nothing larger is ever asked for.
+  constexpr std::size_t kCount = 100001;
+  yol::ServiceDiscoverySuccess sent;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    sent.urls.push_back("u" + std::to_string(i % 1000));
+  }
+  for (const Protocol p : codec::kAllProtocols) {
+    SCOPED_TRACE(codec::name(p));
+    const std::string input = codec::encode(sent, p);
+    yol::ServiceDiscoverySuccess received;
+    allocation_watch::start();
+    codec::decode_into(received, input, p);
+    const std::size_t most = allocation_watch::stop();
+    EXPECT_EQ(received, sent);
+    EXPECT_EQ(received.urls.capacity(), kCount);
+    EXPECT_EQ(most, kCount * sizeof(std::string));
+  }
+}
+
 TEST(HostileInput, WatcherSeesLargeAllocations) {
   // The measurement itself works: a real large allocation is seen.
   const std::size_t most = largest_allocation_of_failing([] {

@@ -83,13 +83,12 @@ std::uint32_t readValue(::apache::thrift::protocol::TProtocol* iprot,
 }
 
 // Reads a list into `list`, replacing what it held. Elements are created
-// only as they arrive. Room is first reserved for the announced count, but
-// for less than kMaxListReserveBytes; whenever that room is full it
-// doubles, never past the count. A forged count therefore makes the read
-// allocate no more ahead of the data than that first reserve, or as much
-// again as the elements that did arrive; a genuine list ends with exactly
-// the room it needs. The element type announced by the list header is not
-// checked.
+// only as they arrive. The room first reserved takes less than
+// kMaxListReserveBytes; whenever it is full it doubles, never past the
+// announced count. A forged count therefore makes the read allocate no
+// more ahead of the data than that first reserve, or as much again as the
+// elements that did arrive; a genuine list ends with exactly the room it
+// needs. The element type announced by the list header is not checked.
 template <class T>
 std::uint32_t readList(::apache::thrift::protocol::TProtocol* iprot,
                        std::vector<T>& list) {
@@ -98,8 +97,17 @@ std::uint32_t readList(::apache::thrift::protocol::TProtocol* iprot,
   std::uint32_t size;
   std::uint32_t xfer = iprot->readListBegin(etype, size);
   const std::size_t count = size;
-  const std::size_t most = (kMaxListReserveBytes - 1) / sizeof(T);
-  list.reserve(std::min(count, std::max<std::size_t>(most, 1)));
+  const std::size_t most =
+      std::max<std::size_t>((kMaxListReserveBytes - 1) / sizeof(T), 1);
+  // The first room is the count halved (rounding up) until it fits, so
+  // that doubling reaches the count exactly and the last growth starts
+  // from about half of it: old and new room together then come to about
+  // one and a half times the list's final room, not up to twice.
+  std::size_t first = count;
+  while (first > most) {
+    first = (first + 1) / 2;
+  }
+  list.reserve(first);
   for (std::uint32_t i = 0; i < size; ++i) {
     if (list.size() == list.capacity()) {
       list.reserve(std::min(count, 2 * list.capacity()));
