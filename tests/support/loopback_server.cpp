@@ -39,7 +39,6 @@ using ::apache::thrift::protocol::TProtocol;
 using ::apache::thrift::protocol::TProtocolFactory;
 using ::apache::thrift::server::TServerEventHandler;
 using ::apache::thrift::server::TThreadedServer;
-using ::apache::thrift::transport::TFramedTransport;
 using ::apache::thrift::transport::TServerSocket;
 using ::apache::thrift::transport::TTransport;
 using ::apache::thrift::transport::TTransportFactory;
@@ -159,30 +158,6 @@ class ServerEvents : public TServerEventHandler {
   std::once_flag told_;
 };
 
-// A framed transport whose message size budget starts afresh with every
-// message, as safe_server::BufferedTransport does for buffered ones: the
-// runtime's framed transport never resets its count either, so a binary
-// connection would fail once the maximum message size had passed over it
-// in total.
-class FramedTransport : public TFramedTransport {
- public:
-  using TFramedTransport::TFramedTransport;
-
-  uint32_t readEnd() override {
-    resetConsumedMessageSize();
-    return TFramedTransport::readEnd();
-  }
-};
-
-// Framed transports that carry the safe configuration (message and frame
-// size, recursion limit).
-class FramedTransportFactory : public TTransportFactory {
- public:
-  std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return std::make_shared<FramedTransport>(std::move(trans), safe_server::configuration());
-  }
-};
-
 [[noreturn]] void give_up(const char* what, milliseconds limit) {
   std::fprintf(stderr, "loopback server: %s within %lld ms\n", what,
                static_cast<long long>(limit.count()));
@@ -281,7 +256,7 @@ std::shared_ptr<TTransportFactory> transport_factory(const std::string& name) {
     return std::make_shared<safe_server::BufferedTransportFactory>();
   }
   if (name == "framed") {
-    return std::make_shared<FramedTransportFactory>();
+    return std::make_shared<safe_server::FramedTransportFactory>();
   }
   throw std::invalid_argument("unknown transport " + name);
 }

@@ -14,7 +14,6 @@ namespace {
 
 using ::apache::thrift::TConfiguration;
 using ::apache::thrift::transport::TBufferedTransport;
-using ::apache::thrift::transport::TFramedTransport;
 using ::apache::thrift::transport::TTransport;
 using ::apache::thrift::transport::TTransportFactory;
 using ::apache::thrift::transport::TVirtualTransport;
@@ -85,33 +84,12 @@ class MeteredBufferedTransport : public TBufferedTransport {
   uint64_t produced_ = 0;
 };
 
-// A framed transport whose message size budget starts afresh with each
-// message, like the buffered one above: the runtime's framed transport does
-// not either.
-class FramedTransport : public TFramedTransport {
- public:
-  using TFramedTransport::TFramedTransport;
-
-  uint32_t readEnd() override {
-    resetConsumedMessageSize();
-    return TFramedTransport::readEnd();
-  }
-};
-
 class BufferedFactory : public TTransportFactory {
  public:
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
     auto config = yol::safe_server::configuration();
     auto counter = std::make_shared<CountingTransport>(std::move(trans), config);
     return std::make_shared<MeteredBufferedTransport>(std::move(counter), config);
-  }
-};
-
-class FramedFactory : public TTransportFactory {
- public:
-  std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return std::make_shared<FramedTransport>(std::move(trans),
-                                             yol::safe_server::configuration());
   }
 };
 
@@ -122,7 +100,7 @@ std::shared_ptr<TTransportFactory> makeTransportFactory(const std::string& name)
     return std::make_shared<BufferedFactory>();
   }
   if (name == "framed") {
-    return std::make_shared<FramedFactory>();
+    return std::make_shared<yol::safe_server::FramedTransportFactory>();
   }
   throw std::invalid_argument("unknown transport '" + name + "'");
 }

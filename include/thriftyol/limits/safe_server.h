@@ -13,9 +13,11 @@
 // - container limit: the runtime's check of a list's size against the bytes
 //   left overflows for 2^31-1 records. The records themselves never allocate
 //   for elements that have not arrived, so this limit is a second fence.
-// - message size: no single read of a buffered transport may ask for more,
-//   nor may the bytes taken from its buffer within one message; for framed
-//   transports it bounds each frame.
+// - message and frame size: no single read of a buffered transport may ask
+//   for more, nor may the bytes taken from a transport's buffer within one
+//   message; a framed transport refuses a larger frame before allocating
+//   for it. The runtime's transports never start that count afresh, so
+//   use the transports below, which do so after every message.
 // - recursion limit: skipping unknown nested structures stops at this depth.
 // - concurrent clients: each connection is one thread holding at most its
 //   own bounded share, so the server's total stays bounded too.
@@ -29,11 +31,7 @@
 #include <thrift/TConfiguration.h>
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/protocol/TCompactProtocol.h>
-#include <thrift/server/TThreadedServer.h>
 #include <thrift/transport/TBufferTransports.h>
-#include <thrift/transport/TServerSocket.h>
-
-#include <thriftyol/service/Yol.h>
 
 namespace yol {
 namespace safe_server {
@@ -71,15 +69,33 @@ class BufferedTransport : public ::apache::thrift::transport::TBufferedTransport
   }
 };
 
-// Buffered transports that carry the configuration above. The protocols
+// A framed transport whose message size budget starts afresh with every
+// message, for the same reason: the runtime's framed transport never resets
+// its count either, so a connection would fail once the maximum message
+// size had passed over it in total.
+class FramedTransport : public ::apache::thrift::transport::TFramedTransport {
+ public:
+  using TFramedTransport::TFramedTransport;
+
+  uint32_t readEnd() override {
+    resetConsumedMessageSize();
+    return TFramedTransport::readEnd();
+  }
+};
+
+// Transports of type `T` that carry the configuration above. The protocols
 // read their recursion limit from it and check sizes against it.
-class BufferedTransportFactory : public ::apache::thrift::transport::TTransportFactory {
+template <class T>
+class TransportFactory : public ::apache::thrift::transport::TTransportFactory {
  public:
   std::shared_ptr<::apache::thrift::transport::TTransport> getTransport(
       std::shared_ptr<::apache::thrift::transport::TTransport> trans) override {
-    return std::make_shared<BufferedTransport>(std::move(trans), configuration());
+    return std::make_shared<T>(std::move(trans), configuration());
   }
 };
+
+using BufferedTransportFactory = TransportFactory<BufferedTransport>;
+using FramedTransportFactory = TransportFactory<FramedTransport>;
 
 inline std::shared_ptr<::apache::thrift::protocol::TProtocolFactory> binaryProtocolFactory() {
   return std::make_shared<::apache::thrift::protocol::TBinaryProtocolFactory>(
@@ -89,19 +105,6 @@ inline std::shared_ptr<::apache::thrift::protocol::TProtocolFactory> binaryProto
 inline std::shared_ptr<::apache::thrift::protocol::TProtocolFactory> compactProtocolFactory() {
   return std::make_shared<::apache::thrift::protocol::TCompactProtocolFactory>(kStringLimit,
                                                                                kContainerLimit);
-}
-
-// A threaded server on `socket` with every limit above; `protocols` is one
-// of the two factories above (clients must use the same protocol).
-inline std::unique_ptr<::apache::thrift::server::TThreadedServer> makeServer(
-    std::shared_ptr<YolIfFactory> handlers,
-    std::shared_ptr<::apache::thrift::transport::TServerSocket> socket,
-    std::shared_ptr<::apache::thrift::protocol::TProtocolFactory> protocols) {
-  auto server = std::make_unique<::apache::thrift::server::TThreadedServer>(
-      std::make_shared<YolProcessorFactory>(std::move(handlers)), std::move(socket),
-      std::make_shared<BufferedTransportFactory>(), std::move(protocols));
-  server->setConcurrentClientLimit(kConcurrentClientLimit);
-  return server;
 }
 
 }  // namespace safe_server
