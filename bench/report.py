@@ -3,19 +3,23 @@
 
     report.py --codec BIN --calls BIN --memory BIN --out DIR [options]
 
-The raw results stay in DIR (codec.json, calls.jsonl, memory.jsonl, the
-programs' own output in *.txt) and the tables are written to DIR/summary.md
-as well. With --tables-only the programs are not run and the tables are
-made from the results already in DIR.
+The programs run --runs times (3 by default), one after the other; each
+run's raw results stay in DIR/run-K (codec.json, calls.jsonl, memory.jsonl,
+the programs' own output in *.txt) and the tables are written to
+DIR/summary.md as well. With --tables-only the programs are not run and the
+tables are made from the runs already in DIR.
 
-Times are medians over the repetitions. Codec times are CPU time of the
-benchmark thread, which a busy machine disturbs less than wall time; on a
-quiet machine the two agree.
+A codec time is the median over the runs of each run's median over its
+repetitions; beside each ours/(a) stands its lowest and highest value among
+the runs. Call figures are medians over the repetitions of all runs. Codec
+times are CPU time of the benchmark thread, which a busy machine disturbs
+less than wall time; on a quiet machine the two agree.
 """
 
 import argparse
 import json
 import os
+import shutil
 import statistics
 import subprocess
 import sys
@@ -42,7 +46,14 @@ def run(cmd, log_path, label, estimate):
 
 
 def run_all(args):
-    os.makedirs(args.out, exist_ok=True)
+    for k in range(1, args.runs + 1):
+        out = os.path.join(args.out, f"run-{k}")
+        print(f"== run {k} of {args.runs}", flush=True)
+        run_once(args, out)
+
+
+def run_once(args, out):
+    os.makedirs(out, exist_ok=True)
     if "codec" not in args.skip:
         # 76 benchmarks; Google Benchmark spends about twice the minimum time
         # on each repetition while it settles the iteration count.
@@ -52,19 +63,19 @@ def run_all(args):
              f"--benchmark_min_time={args.min_time}",
              "--benchmark_report_aggregates_only=true",
              "--benchmark_enable_random_interleaving=true",
-             f"--benchmark_out={os.path.join(args.out, 'codec.json')}",
+             f"--benchmark_out={os.path.join(out, 'codec.json')}",
              "--benchmark_out_format=json"],
-            os.path.join(args.out, "codec.txt"), "encoding and decoding",
+            os.path.join(out, "codec.txt"), "encoding and decoding",
             f"{seconds:.0f} s on a quiet machine")
     if "calls" not in args.skip:
         seconds = 2 * 2 * 4 * args.repetitions * (args.call_seconds + 0.2)
         run([args.calls, f"--seconds={args.call_seconds}",
              f"--repetitions={args.repetitions}",
-             f"--json={os.path.join(args.out, 'calls.jsonl')}"],
-            os.path.join(args.out, "calls.txt"), "calls over loopback", f"{seconds:.0f} s")
+             f"--json={os.path.join(out, 'calls.jsonl')}"],
+            os.path.join(out, "calls.txt"), "calls over loopback", f"{seconds:.0f} s")
     if "memory" not in args.skip:
-        run([args.memory, f"--json={os.path.join(args.out, 'memory.jsonl')}"],
-            os.path.join(args.out, "memory.txt"), "peak heap while decoding", "5 s")
+        run([args.memory, f"--json={os.path.join(out, 'memory.jsonl')}"],
+            os.path.join(out, "memory.txt"), "peak heap while decoding", "5 s")
 
 
 # --- Tables -----------------------------------------------------------------
@@ -109,7 +120,21 @@ def load_codec(path):
     return found, data.get("context", {})
 
 
-def codec_tables(found):
+def merge_codec(runs):
+    """The median over the runs of each benchmark's time, and the ratio
+    ours/(a) of every run: ({key: (ns, bytes)}, {key[:3]: [ratio, ...]})."""
+    merged, spread = {}, {}
+    for key in {k for found in runs for k in found}:
+        times = [found[key][0] for found in runs if key in found]
+        merged[key] = (statistics.median(times), runs[-1].get(key, (0, 0))[1])
+        if key[3] == "ours":
+            floor = key[:3] + ("hand_virtual",)
+            spread[key[:3]] = [found[key][0] / found[floor][0] for found in runs
+                               if key in found and floor in found]
+    return merged, spread
+
+
+def codec_tables(found, spread):
     out = []
     for op in ("encode", "decode"):
         for protocol in ("binary", "compact"):
@@ -122,16 +147,18 @@ def codec_tables(found):
                 a, _ = get("hand_virtual")
                 b, _ = get("hand_template")
                 generic, _ = get("ours_generic")
+                ratios = spread.get((op, protocol, payload), [])
                 row = [payload, f"{size:,.0f}", ns(ours), f"{size / ours * 1e3:,.0f}",
                        ns(a) if a else "-", ns(b) if b else "-",
-                       ratio(ours, a, CODEC_TARGET), ratio(ours, b),
-                       ns(generic) if generic else "-"]
+                       ratio(ours, a, CODEC_TARGET),
+                       f"{min(ratios):.3f}-{max(ratios):.3f}" if ratios else "-",
+                       ratio(ours, b), ns(generic) if generic else "-"]
                 if op == "encode":
                     copy, _ = get("memcpy")
                     row.append(ns(copy) if copy else "-")
                 rows.append(row)
             headers = ["payload", "bytes", "ours ns", "ours MB/s", "(a) ns", "(b) ns",
-                       "ours/(a)", "ours/(b)", "generic ns"]
+                       "ours/(a)", "runs", "ours/(b)", "generic ns"]
             if op == "encode":
                 headers.append("memcpy ns")
             out.append(f"### {op}, {protocol} protocol\n\n" + table(headers, rows))
@@ -210,6 +237,13 @@ def calls_table(lines, codec):
 
 
 def memory_table(lines):
+    # Every run counts the same bytes; the highest peak of the runs stands.
+    worst = {}
+    for r in lines:
+        key = (r["payload"], r["protocol"], r["decoder"])
+        if key not in worst or r["peak_bytes"] > worst[key]["peak_bytes"]:
+            worst[key] = r
+    lines = list(worst.values())
     # The hand-written decoder sizes every list once: what it leaves behind
     # is the least any decoder can.
     tight = {(r["payload"], r["protocol"]): r["own_bytes"]
@@ -226,32 +260,47 @@ def memory_table(lines):
                   "peak/least own", "allocations"], rows)
 
 
+def run_dirs(out):
+    """The runs in OUT (run-1, run-2, ...), or OUT itself when it holds the
+    results of a single run."""
+    runs = sorted((d for d in os.listdir(out) if d.startswith("run-")),
+                  key=lambda d: int(d[4:]) if d[4:].isdigit() else 0)
+    return [os.path.join(out, d) for d in runs] or [out]
+
+
 def tables(args):
-    parts = []
-    codec_path = os.path.join(args.out, "codec.json")
-    if os.path.exists(codec_path):
-        found, context = load_codec(codec_path)
-        parts.append(f"Machine: {context.get('num_cpus', '?')} CPUs at "
-                     f"{context.get('mhz_per_cpu', '?')} MHz, load average "
-                     f"{', '.join(f'{x:.2f}' for x in context.get('load_avg', []))} "
-                     f"at {context.get('date', '?')}")
+    dirs = run_dirs(args.out)
+    existing = lambda name: [p for p in (os.path.join(d, name) for d in dirs)
+                             if os.path.exists(p)]
+    parts = [f"Runs: {len(dirs)}"]
+    codec_paths = existing("codec.json")
+    found = {}
+    if codec_paths:
+        loaded = [load_codec(p) for p in codec_paths]
+        found, spread = merge_codec([f for f, _ in loaded])
+        for k, (_, context) in enumerate(loaded, 1):
+            parts.append(f"Run {k}: {context.get('num_cpus', '?')} CPUs at "
+                         f"{context.get('mhz_per_cpu', '?')} MHz, load average "
+                         f"{', '.join(f'{x:.2f}' for x in context.get('load_avg', []))} "
+                         f"at {context.get('date', '?')}")
         parts.append("## Encoding and decoding (median CPU ns per payload)\n\n"
                      "(a) = hand-written calls through TProtocol*, "
                      "(b) = the same calls on the runtime's template, non-virtual; "
-                     f"(!) marks ours/(a) above {CODEC_TARGET}.\n\n" + codec_tables(found))
+                     f"(!) marks ours/(a) above {CODEC_TARGET}; "
+                     "runs = the lowest and highest ours/(a) of the runs.\n\n"
+                     + codec_tables(found, spread))
         parts.append("## Against Protocol Buffers (median CPU ns per payload)\n\n"
                      + protobuf_table(found))
-    calls_path = os.path.join(args.out, "calls.jsonl")
-    found = found if os.path.exists(codec_path) else {}
-    if os.path.exists(calls_path):
-        parts.append("## Calls over loopback (medians of the repetitions)\n\n"
+    calls_paths = existing("calls.jsonl")
+    if calls_paths:
+        parts.append("## Calls over loopback (medians of the repetitions of all runs)\n\n"
                      f"(!) marks ours below {CALL_TARGET} of the raw ping-pong.\n\n"
-                     + calls_table(load_lines(calls_path), found))
-    memory_path = os.path.join(args.out, "memory.jsonl")
-    if os.path.exists(memory_path):
+                     + calls_table([r for p in calls_paths for r in load_lines(p)], found))
+    memory_paths = existing("memory.jsonl")
+    if memory_paths:
         parts.append("## Peak heap while decoding\n\n"
                      f"(!) marks ours above {MEMORY_TARGET} times the value's own heap.\n\n"
-                     + memory_table(load_lines(memory_path)))
+                     + memory_table([r for p in memory_paths for r in load_lines(p)]))
     text = "\n\n".join(parts) + "\n"
     with open(os.path.join(args.out, "summary.md"), "w") as f:
         f.write(text)
@@ -265,20 +314,24 @@ def main():
     parser.add_argument("--calls", required=True)
     parser.add_argument("--memory", required=True)
     parser.add_argument("--out", required=True)
+    parser.add_argument("--runs", type=int, default=3,
+                        help="how many times to run the programs, one after the other")
     parser.add_argument("--repetitions", type=int, default=5)
     parser.add_argument("--min-time", type=float, default=0.2,
                         help="seconds per codec benchmark repetition")
     parser.add_argument("--call-seconds", type=float, default=1.0,
                         help="seconds per call benchmark repetition")
     parser.add_argument("--quick", action="store_true",
-                        help="a short trial: 2 repetitions, 0.05 s each, 0.3 s per call case")
+                        help="a short trial: 1 run of 2 repetitions, 0.05 s each, 0.3 s per call case")
     parser.add_argument("--skip", default="", help="comma-separated: codec,calls,memory")
     parser.add_argument("--tables-only", action="store_true")
     args = parser.parse_args()
     args.skip = set(filter(None, args.skip.split(",")))
     if args.quick:
-        args.repetitions, args.min_time, args.call_seconds = 2, 0.05, 0.3
+        args.runs, args.repetitions, args.min_time, args.call_seconds = 1, 2, 0.05, 0.3
     if not args.tables_only:
+        if os.path.isdir(args.out):
+            shutil.rmtree(args.out)  # a run of old must not join the new ones
         run_all(args)
     tables(args)
 
