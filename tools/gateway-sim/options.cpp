@@ -32,28 +32,10 @@ cannot start (state file unreadable or invalid, address in use), 2 for a
 bad command line.
 )";
 
-namespace {
-
-int parsePort(const std::string& text) {
-  std::size_t used = 0;
-  long value = -1;
-  try {
-    value = std::stol(text, &used);
-  } catch (const std::exception&) {
-    used = 0;
-  }
-  if (used == 0 || used != text.size() || value < 0 || value > 65535) {
-    throw UsageError("--port wants a number from 0 to 65535, not '" + text + "'");
-  }
-  return static_cast<int>(value);
-}
-
-}  // namespace
-
 Options parseOptions(const std::vector<std::string>& args) {
   Options options;
   for (std::size_t i = 0; i < args.size(); ++i) {
-    std::string word = args[i];
+    const std::string word = args[i];
     if (word == "-h" || word == "--help") {
       options.help = true;
       continue;
@@ -66,42 +48,16 @@ Options parseOptions(const std::vector<std::string>& args) {
       options.print_default_state = true;
       continue;
     }
-    std::string value;
-    const std::size_t equals = word.find('=');
-    if (word.rfind("--", 0) == 0 && equals != std::string::npos) {
-      value = word.substr(equals + 1);
-      word.resize(equals);
-    } else if (word == "--host" || word == "--port" || word == "--protocol" ||
-               word == "--transport" || word == "--state") {
-      if (i + 1 == args.size()) {
-        throw UsageError(word + " wants a value");
-      }
-      value = args[++i];
-    }
-    if (word == "--host") {
-      if (value.empty()) {
-        throw UsageError("--host wants an address");
-      }
-      options.host = value;
-    } else if (word == "--port") {
-      options.port = parsePort(value);
-    } else if (word == "--protocol") {
-      if (value != "binary" && value != "compact" && value != "json") {
-        throw UsageError("--protocol is binary, compact or json, not '" + value + "'");
-      }
-      options.protocol = value;
-    } else if (word == "--transport") {
-      if (value != "buffered" && value != "framed") {
-        throw UsageError("--transport is buffered or framed, not '" + value + "'");
-      }
-      options.transport = value;
-    } else if (word == "--state") {
-      if (value.empty()) {
+    const yoltools::Option option = yoltools::readOption(args, i, {"--state"});
+    if (yoltools::isEndpointOption(option.name)) {
+      yoltools::setEndpointOption(option, /* lowestPort: any free one */ 0, options);
+    } else if (option.name == "--state") {
+      if (option.value.empty()) {
         throw UsageError("--state wants a file");
       }
-      options.state_file = value;
+      options.state_file = option.value;
     } else {
-      throw UsageError("unknown option '" + args[i] + "'");
+      throw UsageError("unknown option '" + word + "'");
     }
   }
   return options;

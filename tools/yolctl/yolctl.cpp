@@ -19,6 +19,7 @@
 #include <thriftyol/json/yol_json.h>
 
 #include "call_table.h"
+#include "command_line.h"
 
 namespace yolctl {
 namespace {
@@ -98,41 +99,19 @@ constexpr std::int32_t kContainerLimit = 1024 * 1024;
 constexpr const char* kMismatchHint =
     "\n(do --protocol and --transport match the server's?)\n";
 
-struct Options {
-  std::string host = "127.0.0.1";
-  int port = 9090;
-  std::string protocol = "binary";
-  std::string transport = "buffered";
+using yoltools::UsageError;
+
+struct Options : yoltools::Endpoint {
   int timeout_ms = 5000;
   bool json = false;
 };
-
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-int parsePositive(const std::string& option, const std::string& text, int max) {
-  std::size_t used = 0;
-  long value = 0;
-  try {
-    value = std::stol(text, &used);
-  } catch (const std::exception&) {
-    used = 0;
-  }
-  if (used == 0 || used != text.size() || value < 1 || value > max) {
-    throw UsageError(option + " wants a number from 1 to " + std::to_string(max) +
-                     ", not '" + text + "'");
-  }
-  return static_cast<int>(value);
-}
 
 // Reads the options; returns the index of the first word after them.
 std::size_t parseOptions(const std::vector<std::string>& args, Options& options,
                          bool& help) {
   std::size_t i = 0;
   for (; i < args.size(); ++i) {
-    std::string word = args[i];
+    const std::string word = args[i];
     if (word == "--") {
       return i + 1;
     }
@@ -147,39 +126,14 @@ std::size_t parseOptions(const std::vector<std::string>& args, Options& options,
       options.json = true;
       continue;
     }
-    std::string value;
-    const std::size_t equals = word.find('=');
-    if (equals != std::string::npos) {
-      value = word.substr(equals + 1);
-      word.resize(equals);
-    } else if (word == "--host" || word == "--port" || word == "--protocol" ||
-               word == "--transport" || word == "--timeout") {
-      if (i + 1 == args.size()) {
-        throw UsageError(word + " wants a value");
-      }
-      value = args[++i];
-    }
-    if (word == "--host") {
-      if (value.empty()) {
-        throw UsageError("--host wants a host name or address");
-      }
-      options.host = value;
-    } else if (word == "--port") {
-      options.port = parsePositive(word, value, 65535);
-    } else if (word == "--timeout") {
-      options.timeout_ms = parsePositive(word, value, 24 * 60 * 60 * 1000);
-    } else if (word == "--protocol") {
-      if (value != "binary" && value != "compact" && value != "json") {
-        throw UsageError("--protocol is binary, compact or json, not '" + value + "'");
-      }
-      options.protocol = value;
-    } else if (word == "--transport") {
-      if (value != "buffered" && value != "framed") {
-        throw UsageError("--transport is buffered or framed, not '" + value + "'");
-      }
-      options.transport = value;
+    const yoltools::Option option = yoltools::readOption(args, i, {"--timeout"});
+    if (yoltools::isEndpointOption(option.name)) {
+      yoltools::setEndpointOption(option, /* lowestPort */ 1, options);
+    } else if (option.name == "--timeout") {
+      options.timeout_ms =
+          yoltools::parseNumber(option.name, option.value, 1, 24 * 60 * 60 * 1000);
     } else {
-      throw UsageError("unknown option '" + args[i] + "'");
+      throw UsageError("unknown option '" + word + "'");
     }
   }
   return i;
