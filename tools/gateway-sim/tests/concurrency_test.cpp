@@ -1,7 +1,6 @@
 // Several connections at once on one simulated gateway, served as the
 // simulator serves them: a threaded server, a handler per connection, one
 // shared state and one call log.
-#include <future>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -11,33 +10,17 @@
 #include <gtest/gtest.h>
 
 #include <thrift/protocol/TBinaryProtocol.h>
-#include <thrift/server/TThreadedServer.h>
 #include <thrift/transport/TBufferTransports.h>
-#include <thrift/transport/TServerSocket.h>
 #include <thrift/transport/TSocket.h>
 
 #include "call_log.h"
+#include "loopback_server.h"
 #include "shared_gateway.h"
 #include "state.h"
 #include "transports.h"
 
 namespace gatewaysim {
 namespace {
-
-using ::apache::thrift::server::TServerEventHandler;
-using ::apache::thrift::server::TThreadedServer;
-using ::apache::thrift::transport::TServerSocket;
-
-class PortPromise : public TServerEventHandler {
- public:
-  explicit PortPromise(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
-  void preServe() override { port_.set_value(socket_->getPort()); }
-  std::future<int> port() { return port_.get_future(); }
-
- private:
-  std::shared_ptr<TServerSocket> socket_;
-  std::promise<int> port_;
-};
 
 constexpr int kClients = 4;
 constexpr int kRounds = 50;
@@ -77,23 +60,19 @@ TEST(ConcurrencyTest, ConnectionsShareOneGatewayWithoutLosingCalls) {
   auto processors = std::make_shared<EventHandlerFactory>(
       std::make_shared<yol::YolProcessorFactory>(std::make_shared<GatewayHandlerFactory>(gateway)),
       std::make_shared<CallLog>(lines));
-  auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
-  auto port = std::make_shared<PortPromise>(socket);
-  TThreadedServer server(processors, socket, makeTransportFactory("buffered"),
-                         makeProtocolFactory("binary"));
-  server.setServerEventHandler(port);
-  std::thread serving([&server] { server.serve(); });
-  const int bound = port->port().get();
+  yol::testing::ServerSetup setup;
+  setup.transports = makeTransportFactory("buffered");
+  setup.protocols = makeProtocolFactory("binary");
+  yol::testing::LoopbackServer server(processors, setup);
 
   std::vector<std::thread> clients;
   for (int client = 0; client < kClients; ++client) {
-    clients.emplace_back(clientWork, bound, client);
+    clients.emplace_back(clientWork, server.port(), client);
   }
   for (std::thread& client : clients) {
     client.join();
   }
   server.stop();
-  serving.join();
 
   gateway->with([](Gateway& g) {
     EXPECT_EQ(g.telematicsTotal(), static_cast<uint64_t>(kClients * kRounds));
