@@ -81,3 +81,54 @@ class IndentationTest(unittest.TestCase):
 
 if __name__ == "__main__":
     unittest.main()
+
+
+class EmitTest(unittest.TestCase):
+    def emitted(self, template, indent=0, **variables):
+        p = Printer()
+        with p.indent(indent):
+            p.emit(template, **variables)
+        return p.text()
+
+    def test_raw_string_template_is_dedented(self):
+        self.assertEqual(self.emitted("""
+            class $name$ {
+             public:
+              int a;
+            };
+        """, name="C"), "class C {\n public:\n  int a;\n};\n")
+
+    def test_empty_variable_alone_drops_its_line(self):
+        self.assertEqual(self.emitted("""
+            a;
+              $doc$
+            b;
+        """, doc=""), "a;\nb;\n")
+
+    def test_value_alone_is_printed_at_its_column_line_by_line(self):
+        self.assertEqual(self.emitted("""
+            {
+              $body$
+            }
+        """, indent=1, body="x;\n\ny;"), "  {\n    x;\n\n    y;\n  }\n")
+
+    def test_callback_prints_at_its_column(self):
+        p = Printer()
+        p.emit("""
+            {
+              $members$
+            }
+        """, members=lambda: p.emit("""
+            int a;
+            $more$
+        """, more=lambda: p.print("int b;\n")))
+        self.assertEqual(p.text(), "{\n  int a;\n  int b;\n}\n")
+
+    def test_inline_values_with_dollars_are_not_substituted_again(self):
+        self.assertEqual(self.emitted("f($a$);\n$b$\n", a="$x$", b="$y$"), "f($x$);\n$y$\n")
+
+    def test_callable_inside_a_line_and_unknown_alone_raise(self):
+        with self.assertRaisesRegex(PrinterError, "alone"):
+            self.emitted("x = $f$;\n", f=lambda: None)
+        with self.assertRaisesRegex(PrinterError, r"\$gone\$"):
+            self.emitted("  $gone$\n")

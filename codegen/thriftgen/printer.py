@@ -1,9 +1,14 @@
 """A text printer with `$var$` substitution, after the style of protobuf's.
 
+Templates are written as indented raw strings and printed with emit():
+
     p = Printer()
-    p.print("class $name$ {\n", name="stFeatures")
-    with p.indent():
-        p.print(" public:\n")
+    p.emit('''
+        class $name$ {
+         public:
+          $members$
+        };
+    ''', name="stFeatures", members=lambda: print_members(p))
 
 Every `$name$` must be given; an unknown variable, or a lone `$`, is an
 error rather than a silent hole in the output. `$$` prints one `$`.
@@ -12,6 +17,7 @@ Indentation is applied at the start of each non-empty line.
 
 import contextlib
 import re
+import textwrap
 
 _VAR = re.compile(r"\$([A-Za-z_][A-Za-z0-9_]*)?\$")
 
@@ -28,7 +34,50 @@ class Printer:
         self._at_line_start = True
 
     def print(self, template: str, **variables) -> None:
-        text = self.substitute(template, variables)
+        """Prints a template as it stands, continuing the current line."""
+        self._write(self.substitute(template, variables))
+
+    def emit(self, template: str, **variables) -> None:
+        """Prints a template written as an indented raw string.
+
+        The template loses its first newline, its common indentation and the
+        blanks before its closing quotes. A line that holds nothing but one
+        `$var$` is replaced by that value, every line of it at that line's
+        column: an empty value (or None) drops the line altogether, and a
+        callable is called with no arguments to print there itself, at that
+        column. Elsewhere in a line a value is substituted in place, and a
+        value of several lines keeps the line's indentation on each of them.
+        """
+        text = template[1:] if template.startswith("\n") else template
+        text = textwrap.dedent(text)
+        # The blanks before the closing quotes belong to no line.
+        text = re.sub(r"\n[ \t]+\Z", "\n", text)
+        for line in text.splitlines(keepends=True):
+            self._emit_line(line, variables, template)
+
+    def _emit_line(self, line: str, variables: dict, template: str) -> None:
+        body = line.rstrip("\n")
+        margin = body[: len(body) - len(body.lstrip())]
+        alone = _VAR.fullmatch(body.strip())
+        if alone and alone.group(1) is not None:
+            name = alone.group(1)
+            if name not in variables:
+                raise PrinterError("unknown variable $%s$ in template %r" % (name, template))
+            value = variables[name]
+            with self._margin(margin):
+                if callable(value):
+                    value()
+                elif value is not None and str(value) != "":
+                    text = str(value)
+                    self._write(text if text.endswith("\n") else text + "\n")
+            return
+        for name in _VAR.findall(body):
+            if name and callable(variables.get(name)):
+                raise PrinterError("callable $%s$ must stand alone on its line" % name)
+        with self._margin(margin):
+            self._write(self.substitute(line[len(margin):], variables))
+
+    def _write(self, text: str) -> None:
         for piece in text.splitlines(keepends=True):
             if self._at_line_start and piece.strip():
                 self._parts.append(self._indent)
@@ -54,8 +103,13 @@ class Printer:
 
     @contextlib.contextmanager
     def indent(self, levels: int = 1):
+        with self._margin(self._unit * levels):
+            yield
+
+    @contextlib.contextmanager
+    def _margin(self, margin: str):
         saved = self._indent
-        self._indent += self._unit * levels
+        self._indent += margin
         try:
             yield
         finally:
