@@ -1,94 +1,63 @@
 /**
- * A small contract that uses every construct the generator supports.
- * Its generated output is kept under expected/ and compared by
- * test_golden.py; regenerate.py rewrites it after an intended change.
+ * The golden contract: every construct of contract/yol.thrift, in as few
+ * declarations as reach every branch of the generator that the real
+ * contract reaches (names are long where a long name makes a line fold).
+ * test_golden.py pins the generator's whole output for it.
  */
 
 namespace cpp feature
 
-/** A mode, with a gap between 1 and 5 and a negative value. */
+/** Members with a gap after ON, a negative one, and enough to wrap. */
 enum eMode {
+  FAILED = -1,
   OFF = 0,
   ON = 1,
-  AUTO = 5,
-  UNKNOWN = -1,
+  STANDBY_FOR_THE_OPERATOR = 5,
+  REMOTE_CONTROLLED = 6,
 }
 
-// A second enumeration that reuses a member name of the first.
-enum eLevel {
-  LOW = 1;
-  ON = 2;
-  HIGH = 3
+/** A name long enough that its name tables fold; ON is also in eMode. */
+enum eCellularRegistrationStateKind {
+  ON = 2,
 }
 
-/** A point: every field required, so there are no presence flags. */
-struct stPoint {
-  1: required double x,
-  2: required double y,
+/** Every field required: no presence flags, and a read checks each one. */
+struct stFix {
+  1: required bool valid,
+  2: required i32 satellites,
+  3: required double latitude,
+  4: required string source,
+  5: required eMode mode,
 }
 
-/**
- * Every field type in every requiredness.
- * Ids have gaps and are not declared in order.
- */
-struct stEverything {
-  /** A flag that must be there. */
-  1: required bool flagReq,
-  2: optional bool flagOpt,
-  3: bool flagDef,
-  4: required i32 countReq,
-  5: optional i32 countOpt,
-  6: i32 countDef,
-  7: required double ratioReq,
-  8: optional double ratioOpt,
-  9: double ratioDef,
-  10: required string textReq,
-  11: optional string textOpt,
-  12: string textDef,
-  13: required eMode modeReq,
-  14: optional eMode modeOpt,
-  15: eMode modeDef,
-  16: required stPoint pointReq,
-  17: optional stPoint pointOpt,
-  18: stPoint pointDef,
-  19: required list<string> textsReq,
-  20: optional list<string> textsOpt,
-  21: list<string> textsDef,
-  22: required list<i32> countsReq,
-  23: optional list<i32> countsOpt,
-  24: list<i32> countsDef,
-  25: required list<eMode> modesReq,
-  26: optional list<eMode> modesOpt,
-  27: list<eMode> modesDef,
-  28: required list<stPoint> pointsReq,
-  29: optional list<stPoint> pointsOpt,
-  30: list<stPoint> pointsDef,
-  40: optional eLevel level,
-  35: optional string afterGap,
+/** A required record, and default fields: flags, but no check on read. */
+struct stTag {
+  1: required stFix fix,
+  2: eMode mode,
+  3: string name,
+  4: list<string> urls,
 }
 
-/** Only optional fields, one of them a record that nests another. */
-struct stOptionals {
-  1: optional stEverything everything,
-  2: optional list<stEverything> many,
-  3: optional i32 count,
+/** Only optional fields, of every kind. */
+struct stRemoteSupportViewerLog {
+  1: optional bool isActive,
+  2: optional i32 viewerCount,
+  3: optional double signalQuality,
+  4: optional string description,
+  5: optional eMode mode,
+  6: optional stTag tag,
+  7: optional list<stFix> registrationStateHistory,
 }
 
-/** Only default fields. */
-struct stDefaults {
-  1: eLevel level,
-  2: list<string> names,
-}
-
-/** The service: one call per result kind, arguments of every kind. */
+/** One call per result form; arguments by value and by const reference. */
 service Feature {
   /** Nothing in, nothing out. */
   void ping(),
-  bool isReady(1: bool flag),
-  i32 count(1: i32 n, 2: double ratio, 3: eMode mode, 4: eLevel level),
-  string describe(1: string text, 2: stPoint point),
-  stPoint locate(1: list<stPoint> path, 2: list<string> names, 3: list<i32> ids, 4: list<eMode> modes),
+  i32 send(1: eMode mode, 2: i32 count, 3: list<eMode> modes, 4: list<string> keys),
+  bool isReady(),
+  /** The calls that hand their result back through an out-parameter. */
+  string describe(1: string text),
+  stFix locate(1: stFix fix),
   list<string> names(),
-  list<stEverything> find(1: stOptionals filter, 2: i32 limit, 3: string after)
-  void store(1: stEverything item)
+  list<stRemoteSupportViewerLog> getRemoteSupportViewerLogs(1: list<stRemoteSupportViewerLog> logs),
 }

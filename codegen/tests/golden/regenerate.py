@@ -1,21 +1,30 @@
 #!/usr/bin/env python3
-"""Rewrite expected/ from the current generator's output for feature.thrift.
+"""The golden output of feature.thrift, kept as one SHA-256 per artifact.
 
-    python3 codegen/tests/golden/regenerate.py
+    python3 codegen/tests/golden/regenerate.py --diff [REV]   # what changed
+    python3 codegen/tests/golden/regenerate.py                # accept it
 
-Run it after an intended change to the generator, review the diff of
-expected/ like any other change, and commit both together. Files the
-generator no longer produces are removed; unchanged files are left alone.
+test_golden.py fails on any change to the emitted text. --diff prints the
+unified diff between the output of the generator as committed at REV
+(default HEAD) and the working tree's; review it, then rewrite
+expected.sha256 and commit it with the change.
 """
 
 import contextlib
+import difflib
+import hashlib
+import io
+import json
 import os
+import subprocess
 import sys
+import tarfile
+import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 CODEGEN = os.path.dirname(os.path.dirname(HERE))
 CONTRACT = "feature.thrift"
-EXPECTED = os.path.join(HERE, "expected")
+EXPECTED = os.path.join(HERE, "expected.sha256")
 
 if CODEGEN not in sys.path:
     sys.path.insert(0, CODEGEN)
@@ -41,31 +50,47 @@ def generate():
         return thriftgen.generate(contract)
 
 
-def expected_files():
-    """{relative path: text} of what is under expected/, paths with '/' separators."""
-    out = {}
-    for root, _dirs, files in os.walk(EXPECTED):
-        for name in files:
-            path = os.path.join(root, name)
-            rel = os.path.relpath(path, EXPECTED).replace(os.sep, "/")
-            with open(path, encoding="utf-8", newline="") as f:
-                out[rel] = f.read()
-    return out
+def digests(artifacts):
+    """{relative path: SHA-256 of its text}."""
+    return {rel: hashlib.sha256(text.encode("utf-8")).hexdigest() for rel, text in artifacts.items()}
 
 
-def main():
+def expected():
+    """{relative path: SHA-256} as expected.sha256 (sha256sum's format) lists them."""
+    with open(EXPECTED, encoding="utf-8") as f:
+        return {rel: digest for digest, rel in (line.split() for line in f if line.strip())}
+
+
+def generate_at(rev):
+    """The output of the generator committed at `rev`, for today's feature.thrift."""
+    def git(*args):
+        return subprocess.run(("git",) + args, cwd=CODEGEN, check=True, stdout=subprocess.PIPE).stdout
+
+    top = git("rev-parse", "--show-toplevel").decode().strip()
+    tree = subprocess.run(["git", "archive", "%s:%s/thriftgen" % (rev, os.path.relpath(CODEGEN, top))],
+                          cwd=top, check=True, stdout=subprocess.PIPE).stdout
+    with tempfile.TemporaryDirectory() as tmp:
+        with tarfile.open(fileobj=io.BytesIO(tree)) as tar:
+            tar.extractall(os.path.join(tmp, "thriftgen"))
+        script = "import json, sys; from thriftgen import generate; print(json.dumps(generate.generate(%r)))"
+        out = subprocess.run([sys.executable, "-c", script % CONTRACT], cwd=HERE, check=True,
+                             env=dict(os.environ, PYTHONPATH=tmp), stdout=subprocess.PIPE).stdout
+    return json.loads(out)
+
+
+def main(argv):
     artifacts = generate()
-    for rel in sorted(set(expected_files()) - set(artifacts)):
-        os.remove(os.path.join(EXPECTED, rel))
-        print("removed %s" % rel)
-    for rel, text in artifacts.items():
-        if thriftgen.write_if_changed(os.path.join(EXPECTED, rel), text):
-            print("wrote %s" % rel)
-    for root, dirs, files in os.walk(EXPECTED, topdown=False):
-        if root != EXPECTED and not dirs and not files:
-            os.rmdir(root)
+    if argv[:1] == ["--diff"]:
+        old = generate_at(argv[1] if len(argv) > 1 else "HEAD")
+        for rel in sorted(set(old) | set(artifacts)):
+            sys.stdout.writelines(difflib.unified_diff(
+                old.get(rel, "").splitlines(True), artifacts.get(rel, "").splitlines(True),
+                "a/" + rel, "b/" + rel))
+        return 0
+    with open(EXPECTED, "w", encoding="utf-8", newline="\n") as f:
+        f.writelines("%s  %s\n" % (digest, rel) for rel, digest in digests(artifacts).items())
     return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(sys.argv[1:]))
