@@ -38,7 +38,7 @@ struct stTag {
   4: list<string> urls,
 }
 
-/** Only optional fields, of every kind. */
+/** Only optional fields, of every kind; a gap before id 10. */
 struct stRemoteSupportViewerLog {
   1: optional bool isActive,
   2: optional i32 viewerCount,
@@ -46,7 +46,7 @@ struct stRemoteSupportViewerLog {
   4: optional string description,
   5: optional eMode mode,
   6: optional stTag tag,
-  7: optional list<stFix> registrationStateHistory,
+  10: optional list<stFix> registrationStateHistory,
 }
 
 /** One call per result form; arguments by value and by const reference. */
