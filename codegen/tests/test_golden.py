@@ -11,6 +11,8 @@ import sys
 import tempfile
 import unittest
 
+from thriftgen import generate as thriftgen
+
 from .golden import regenerate
 
 HINT = "see the change: python3 codegen/tests/golden/regenerate.py --diff; accept it: ... regenerate.py"
@@ -49,6 +51,17 @@ class GoldenOutputTest(unittest.TestCase):
         # A contract error fails the build's generator step, naming file and line.
         self.assertEqual(failed.returncode, 1)
         self.assertTrue(failed.stderr.startswith("thriftgen: %s:3: unknown type 'Foo'" % f.name), failed.stderr)
+
+
+class ReservedArgumentNameTest(unittest.TestCase):
+    def test_argument_named_like_a_local_of_the_generated_code_is_refused(self):
+        # `seqid`, `oprot`, `result` and the like are locals of the client and processor.
+        with tempfile.TemporaryDirectory() as tmp:
+            path = os.path.join(tmp, "clash.thrift")
+            with open(path, "w", encoding="utf-8") as f:
+                f.write("namespace cpp clash\nservice S {\n  void f(1: i32 seqid),\n}\n")
+            with self.assertRaisesRegex(Exception, "S.f: an argument named 'seqid' clashes"):
+                thriftgen.generate(path)
 
 
 if __name__ == "__main__":
