@@ -17,16 +17,22 @@ template below; long lines are folded afterwards, over the whole file.
 from . import cpp, model
 from .printer import Printer
 
-# The statement folder, for the emitters that still fold line by line.
-from .fold import LIMIT as COLUMN_LIMIT, fold_statement as fold  # noqa: F401,E402
+# For the emitters that still fold statement by statement; they will not
+# need it once their output, too, is left to the fold pass.
+from .fold import LIMIT as COLUMN_LIMIT, fold_statement as fold  # noqa: F401
 
 
 def declare(p: Printer, struct: model.Struct) -> None:
     """The class declaration, its __isset structure and, for data records,
     the free swap and operator<< declarations."""
-    with_isset = struct.has_isset and struct.kind != model.PARGS
+    def isset_struct():
+        if struct.has_isset and struct.kind != model.PARGS:
+            p.emit(_ISSET_STRUCT, flags="".join("bool %s = false;\n" % f.name
+                                                for f in _by_id(struct) if f.has_isset),
+                   **_names(struct))
+
     p.emit(_DECLARATION[struct.kind],
-           isset_struct=lambda: with_isset and p.emit(_ISSET_STRUCT, **_names(struct)),
+           isset_struct=isset_struct,
            doc=cpp.comment_block(struct.doc),
            members=lambda: _members(p, struct),
            isset_member=_isset_member(struct),
@@ -445,17 +451,18 @@ def _define_read(p, struct, pointers=False):
                flag=("this->__isset." if f.has_isset else "isset_") + f.name, id=f.id)
 
     def dispatch():
-        if not struct.fields:
+        if struct.fields:
+            p.emit(_SWITCH, cases=lambda: [case(f) for f in _by_id(struct)])
+        else:
             p.emit(_SKIP_ALL)
-            return
-        p.emit(_SWITCH, cases=lambda: [case(f) for f in _by_id(struct)])
+
+    def check_required():
+        if required:
+            p.emit(_CHECK_REQUIRED, missing=" || ".join("!isset_%s" % f.name for f in required))
 
     p.emit(_READ,
            required_flags=lambda: [p.emit(_REQUIRED_FLAG, name=f.name) for f in required],
-           dispatch=dispatch,
-           check_required=lambda: required and p.emit(
-               _CHECK_REQUIRED, missing=" || ".join("!isset_%s" % f.name for f in required)),
-           **_names(struct))
+           dispatch=dispatch, check_required=check_required, **_names(struct))
 
 
 def _read_value(p, t, ref):
@@ -547,7 +554,6 @@ def _names(struct):
         "cls": struct.name,
         "isset": cpp.isset_struct(struct),
         "protocol": cpp.PROTOCOL,
-        "flags": "".join("bool %s = false;\n" % f.name for f in _by_id(struct) if f.has_isset),
     }
 
 
