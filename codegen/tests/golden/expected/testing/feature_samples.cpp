@@ -10,7 +10,8 @@ namespace {
 
 // Non-zero, different for each seed and salt, negative for odd salts.
 int32_t number(int seed, int salt) {
-  const int32_t magnitude = 1 + salt + 100 * ((seed % 1000000 + 1000000) % 1000000);
+  const int32_t magnitude =
+      1 + salt + 100 * ((seed % 1000000 + 1000000) % 1000000);
   return salt % 2 != 0 ? -magnitude : magnitude;
 }
 

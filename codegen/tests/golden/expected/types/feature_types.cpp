@@ -114,7 +114,8 @@ uint32_t stPoint::read(::apache::thrift::protocol::TProtocol* iprot) {
 
 namespace {
 
-// stPoint::write; the records below that hold one call it directly.
+// stPoint::write; the records below that hold one
+// call it directly.
 inline uint32_t writeRecord(const stPoint& obj,
                             ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
@@ -749,7 +750,8 @@ uint32_t stEverything::read(::apache::thrift::protocol::TProtocol* iprot) {
 
 namespace {
 
-// stEverything::write; the records below that hold one call it directly.
+// stEverything::write; the records below that hold one
+// call it directly.
 inline uint32_t writeRecord(const stEverything& obj,
                             ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
@@ -1185,7 +1187,8 @@ uint32_t stOptionals::read(::apache::thrift::protocol::TProtocol* iprot) {
 
 namespace {
 
-// stOptionals::write; the records below that hold one call it directly.
+// stOptionals::write; the records below that hold one
+// call it directly.
 inline uint32_t writeRecord(const stOptionals& obj,
                             ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
@@ -1319,7 +1322,8 @@ uint32_t stDefaults::read(::apache::thrift::protocol::TProtocol* iprot) {
 
 namespace {
 
-// stDefaults::write; the records below that hold one call it directly.
+// stDefaults::write; the records below that hold one
+// call it directly.
 inline uint32_t writeRecord(const stDefaults& obj,
                             ::apache::thrift::protocol::TProtocol* oprot) {
   ::thriftyol::detail::OutputDepthGuard depth(oprot);
