@@ -34,6 +34,10 @@ CASES = [
      "std::vector<SomeLongTypeName> the_member_list;",
      "std::vector<SomeLongTypeName>\n"
      "    the_member_list;"),
+    ("a definition, after its qualified name when nothing else fits",
+     "SomeLongRecordName::~SomeLongRecordName() = default;",
+     "SomeLongRecordName::\n"
+     "    ~SomeLongRecordName() = default;"),
     ("a body written inline, on lines of its own",
      "  bool operator!=(const R& rhs) const { return !(*this == rhs); }",
      "  bool operator!=(const R& rhs) const {\n"

@@ -13,6 +13,8 @@ the subset of that style the generated code needs:
 - a call or declaration breaks between its arguments, aligned after the
   parenthesis, or after a break following the parenthesis, four blanks in;
 - a declaration without initialiser breaks before the declared name;
+- a definition whose qualified name leaves no room for the rest breaks
+  after the name's last `::`, the rest four blanks in;
 - a function body written on the line of its declaration (`f() { return x; }`) opens on its own
   lines.
 
@@ -64,7 +66,7 @@ class _Folder:
         if self.fits(column, [text]):
             return [text]
         rules = [self.inline_body, self.condition, self.stream, self.assignment, self.compound,
-                 self.call_aligned, self.call_broken, self.declaration]
+                 self.call_aligned, self.call_broken, self.declaration, self.scope]
         if nested:
             rules.remove(self.call_broken)
         for rule in rules:
@@ -167,6 +169,15 @@ class _Folder:
         if broken:
             return [head] + self.pack(column, "    " + pieces[0], pieces[1:], 4)
         return self.pack(column, head + pieces[0], pieces[1:], len(head))
+
+    def scope(self, column, text):
+        """`Outer::~Outer() noexcept = default;` breaks after `Outer::`."""
+        depths = _depths(text)
+        open_at = next((i for i, c in enumerate(text) if c == "(" and depths[i] == 0), None)
+        cut = text.rfind("::", 0, open_at or 0)
+        if cut <= 0 or " " in text[:cut]:
+            return None
+        return [text[:cut + 2], "    " + text[cut + 2:]]
 
     def declaration(self, column, text):
         """A declaration without initialiser breaks before the declared name."""
