@@ -105,6 +105,21 @@ class EmitTest(unittest.TestCase):
             b;
         """, doc=""), "a;\nb;\n")
 
+    def test_an_empty_section_takes_the_blank_line_above_it_along(self):
+        p = Printer()
+        template = """
+            a;
+
+            $flags$
+
+            $members$
+
+            b;
+        """
+        p.emit(template, flags="", members=lambda: None)
+        p.emit(template, flags="f;", members=lambda: p.print("m;\n"))
+        self.assertEqual(p.text(), "a;\n\nb;\n" "a;\n\nf;\n\nm;\n\nb;\n")
+
     def test_value_alone_is_printed_at_its_column_line_by_line(self):
         self.assertEqual(self.emitted("""
             {

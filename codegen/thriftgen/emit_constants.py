@@ -5,57 +5,50 @@ load, so that code written against generated constants builds and links."""
 from . import cpp
 from .printer import Printer
 
+_HEADER = """
+    $banner$
+    #ifndef $guard$
+    #define $guard$
+
+    #include <thriftyol/types/$name$_types.h>
+
+    namespace $ns$ {
+
+    class $cls$ {
+     public:
+      $cls$();
+    };
+
+    extern const $cls$ $instance$;
+
+    }  // namespace $ns$
+
+    #endif  // $guard$
+"""
+
+_SOURCE = """
+    $banner$
+    #include <thriftyol/$header$>
+
+    namespace $ns$ {
+
+    $cls$::$cls$() {}
+
+    const $cls$ $instance$;
+
+    }  // namespace $ns$
+"""
+
 
 def emit(program):
     base = "types/%s_constants" % program.name
     names = {
+        "banner": cpp.banner(program),
         "cls": "%sConstants" % program.name,
         "instance": "g_%s_constants" % program.name,
         "ns": cpp.namespace(program),
     }
-    return {
-        base + ".h": _header(program, base + ".h", names),
-        base + ".cpp": _source(program, base + ".h", names),
-    }
-
-
-def _header(program, path, names):
-    p = Printer()
-    p.print(cpp.banner(program))
-    p.print(
-        "#ifndef $guard$\n"
-        "#define $guard$\n"
-        "\n"
-        "#include <thriftyol/types/$name$_types.h>\n"
-        "\n"
-        "namespace $ns$ {\n"
-        "\n"
-        "class $cls$ {\n"
-        " public:\n"
-        "  $cls$();\n"
-        "};\n"
-        "\n"
-        "extern const $cls$ $instance$;\n"
-        "\n"
-        "}  // namespace $ns$\n"
-        "\n"
-        "#endif  // $guard$\n",
-        guard=cpp.header_guard(path), name=program.name, **names)
-    return p.text()
-
-
-def _source(program, header_path, names):
-    p = Printer()
-    p.print(cpp.banner(program))
-    p.print(
-        "#include <thriftyol/$header$>\n"
-        "\n"
-        "namespace $ns$ {\n"
-        "\n"
-        "$cls$::$cls$() {}\n"
-        "\n"
-        "const $cls$ $instance$;\n"
-        "\n"
-        "}  // namespace $ns$\n",
-        header=header_path, **names)
-    return p.text()
+    header, source = Printer(), Printer()
+    header.emit(_HEADER, guard=cpp.header_guard(base + ".h"), name=program.name, **names)
+    source.emit(_SOURCE, header=base + ".h", **names)
+    return {base + ".h": header.text(), base + ".cpp": source.text()}

@@ -9,7 +9,7 @@ import argparse
 import os
 import sys
 
-from . import lowering, parser
+from . import fold, lowering, parser
 from .printer import PrinterError
 
 
@@ -22,14 +22,15 @@ def emitters():
 
 
 def generate(contract_path: str) -> dict:
-    """All artifacts of a contract: {relative path: text}, in a fixed order."""
+    """All artifacts of a contract: {relative path: text}, in a fixed order.
+    The C++ ones have their long lines folded."""
     program = lowering.lower(parser.parse_file(contract_path))
     out = {}
     for emit in emitters():
         for path, text in emit(program).items():
             if path in out:
                 raise PrinterError("two emitters produce %s" % path)
-            out[path] = text
+            out[path] = fold.fold(text) if path.endswith((".h", ".cpp")) else text
     return out
 
 

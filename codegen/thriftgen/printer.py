@@ -45,17 +45,28 @@ class Printer:
         `$var$` is replaced by that value, every line of it at that line's
         column: an empty value (or None) drops the line altogether, and a
         callable is called with no arguments to print there itself, at that
-        column. Elsewhere in a line a value is substituted in place, and a
+        column. A line dropped for an empty value, or a callable that prints
+        nothing, takes the blank line just above it along, so that an empty
+        section leaves no gap. Elsewhere in a line a value is substituted in place, and a
         value of several lines keeps the line's indentation on each of them.
         """
         text = template[1:] if template.startswith("\n") else template
         text = textwrap.dedent(text)
         # The blanks before the closing quotes belong to no line.
         text = re.sub(r"\n[ \t]+\Z", "\n", text)
+        blank_above = False
         for line in text.splitlines(keepends=True):
-            self._emit_line(line, variables, template)
+            if not line.strip():
+                if blank_above:
+                    self._write("\n")
+                blank_above = True
+                continue
+            self._emit_line(line, variables, template, blank_above)
+            blank_above = False
+        if blank_above:
+            self._write("\n")
 
-    def _emit_line(self, line: str, variables: dict, template: str) -> None:
+    def _emit_line(self, line: str, variables: dict, template: str, blank_above: bool) -> None:
         body = line.rstrip("\n")
         margin = body[: len(body) - len(body.lstrip())]
         alone = _VAR.fullmatch(body.strip())
@@ -64,13 +75,25 @@ class Printer:
             if name not in variables:
                 raise PrinterError("unknown variable $%s$ in template %r" % (name, template))
             value = variables[name]
-            with self._margin(margin):
-                if callable(value):
+            if callable(value):
+                saved = len(self._parts), self._at_line_start
+                if blank_above:
+                    self._write("\n")
+                printed_from = len(self._parts)
+                with self._margin(margin):
                     value()
-                elif value is not None and str(value) != "":
-                    text = str(value)
+                if len(self._parts) == printed_from:
+                    del self._parts[saved[0]:]
+                    self._at_line_start = saved[1]
+            elif value is not None and str(value) != "":
+                text = str(value)
+                if blank_above:
+                    self._write("\n")
+                with self._margin(margin):
                     self._write(text if text.endswith("\n") else text + "\n")
             return
+        if blank_above:
+            self._write("\n")
         for name in _VAR.findall(body):
             if name and callable(variables.get(name)):
                 raise PrinterError("callable $%s$ must stand alone on its line" % name)
