@@ -1,29 +1,28 @@
-"""The thriftpy end of the interoperability tests. Run with /usr/bin/python3:
-thriftpy is a Debian package that only Debian's interpreter can import.
+"""The thriftpy end of the interoperability tests; run it with /usr/bin/python3,
+the only interpreter that sees Debian's thriftpy. Exits 0 when all held.
 
-  peer.py CONTRACT contract
-      thriftpy's reading of the contract against our generator's parser
+  peer.py CONTRACT contract     thriftpy's reading of the contract against our parser's
   peer.py CONTRACT client PROTOCOL TRANSPORT INTEROP_SERVER
-      a thriftpy client makes every call on our interop_server, then a call
-      whose handler fails and calls that our server does not have
+      a thriftpy client makes every call on our server, then calls whose
+      handler fails and calls that the server lacks
   peer.py CONTRACT server PROTOCOL TRANSPORT INTEROP_CLIENT_TEST
-      our interop_client_test makes every call on a thriftpy server that
-      checks the arguments, and on one that answers without a result
+      our client makes every call on a thriftpy server that checks the
+      arguments, and on one that answers without a result
 
-Both ends make each call's values with one rule, the rule of our generated
-samples (thriftyol/testing/yol_samples): the C++ end through our generated
-code, this end from thriftpy's own model of the contract. So a field id,
-wire type, argument order or presence flag that our code gets wrong arrives
-as a value that differs. Exits 0 when everything held, 1 otherwise.
+Both ends make each call's values by the rule of our generated samples
+(thriftyol/testing/yol_samples): the C++ end through our generated code,
+this end from thriftpy's own model of the contract. A field id, wire type,
+argument order or presence flag that our code gets wrong arrives as a value
+that differs.
 """
 
 import array
+import io
 import os
 import select
 import socket
 import subprocess
 import sys
-import tempfile
 import threading
 
 try:
@@ -42,7 +41,6 @@ except ImportError as error:
 TIMEOUT_MS = 15000
 PROTOCOLS = {"binary": TBinaryProtocolFactory, "compact": TCompactProtocolFactory}
 TRANSPORTS = {"buffered": TBufferedTransportFactory, "framed": TFramedTransportFactory}
-FAILING_TEXT = "handler failed"  # what interop_server's failing handler throws
 failures = []
 
 
@@ -131,9 +129,9 @@ def run_contract(module, contract):
     for struct in program.structs:
         compare(struct.name, struct.fields, getattr(module, struct.name).thrift_spec)
     for enum in program.enums:
-        ours = {m.name: m.value for m in enum.members}
-        if ours != getattr(module, enum.name)._NAMES_TO_VALUES:
-            fail("enum %s: %s here, %s in thriftpy" % (enum.name, ours, getattr(module, enum.name)._NAMES_TO_VALUES))
+        ours, theirs = {m.name: m.value for m in enum.members}, getattr(module, enum.name)._NAMES_TO_VALUES
+        if ours != theirs:
+            fail("enum %s: %s here, %s in thriftpy" % (enum.name, ours, theirs))
     (service,) = program.services
     if [fn.name for fn in service.functions] != list(module.Yol.thrift_services):
         fail("the calls differ from thriftpy's %s" % module.Yol.thrift_services)
@@ -141,9 +139,6 @@ def run_contract(module, contract):
         compare(fn.name + " arguments", fn.args, getattr(module.Yol, fn.name + "_args").thrift_spec)
         result = [] if fn.returns.is_void else [model.Field(0, "success", fn.returns, model.DEFAULT)]
         compare(fn.name + " result", result, getattr(module.Yol, fn.name + "_result").thrift_spec)
-    counts = (len(program.structs), len(program.enums), len(service.functions))
-    if counts != (51, 23, 75):
-        fail("expected 51 records, 23 enumerations and 75 calls, found %s" % (counts,))
 
 
 # --- a thriftpy client against our server ------------------------------------
@@ -190,16 +185,12 @@ def run_client(module, contract, options, exe):
         client = connect(module.Yol, failing_port, options)
         for attempt in ("first", "second"):
             expect_failure("%s call on the failing handler" % attempt, lambda: client.status(7),
-                           TApplicationException.UNKNOWN, FAILING_TEXT)
+                           TApplicationException.UNKNOWN, "handler failed")
 
         # A call the server lacks, and one that differs from a call only in case.
-        with tempfile.TemporaryDirectory() as directory:
-            path = os.path.join(directory, "yol_extended.thrift")
-            with open(contract, encoding="utf-8") as f:
-                text = f.read().rstrip()
-            with open(path, "w", encoding="utf-8") as f:
-                f.write(text[:-1] + "  i32 reboot(1: i32 delay),\n  void Ping(),\n}\n")
-            extended = thriftpy.load(path, module_name="yol_extended_thrift")
+        with open(contract, encoding="utf-8") as f:
+            text = f.read().rstrip()[:-1] + "  i32 reboot(1: i32 delay),\n  void Ping(),\n}\n"
+        extended = thriftpy.load_fp(io.StringIO(text), "yol_extended_thrift")
         client = connect(extended.Yol, port, options)
         expect_failure("reboot", lambda: client.reboot(3), TApplicationException.UNKNOWN_METHOD,
                        "Invalid method name: 'reboot'")
@@ -255,9 +246,6 @@ def run_server(module, options, exe):
 
     class Checking:
         def __getattr__(self, name):
-            if name not in table:
-                raise AttributeError(name)
-
             def handle(*args):
                 if list(args) != table[name][0]:
                     fail("%s: received %r, expected %r" % (name, list(args), table[name][0]))
@@ -284,9 +272,8 @@ def run_server(module, options, exe):
 
 
 def restore_compact_varints():
-    """thriftpy 0.3.9's compact protocol writes every varint through
-    array.tostring(), which Python 3.9 removed: put back the same function
-    with tobytes()."""
+    """thriftpy 0.3.9's compact protocol writes varints with array.tostring(),
+    gone since Python 3.9: put back the same function with tobytes()."""
     def write_varint(trans, n):
         out = []
         while n & ~0x7F:
