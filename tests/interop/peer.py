@@ -52,10 +52,10 @@ def fail(text):
 # --- the values: our samples' rule over thriftpy's model ---------------------
 
 
-def field_type(spec):
+def field_type(field):
     """(wire type, kind) of a thriftpy field (type, name, [kind,] required):
     kind is the class of a record or enumeration, the element of a list."""
-    return spec[0], (spec[2] if len(spec) == 4 else None)
+    return field[0], (field[2] if len(field) == 4 else None)
 
 
 def element(kind):
@@ -79,9 +79,9 @@ def sample(ttype, kind, seed):
     other than 0."""
     if ttype == TType.STRUCT:
         record = kind()
-        for fid, spec in kind.thrift_spec.items():
-            ftype, fkind = field_type(spec)
-            setattr(record, spec[1], scalar(ftype, spec[1], fid, seed) if fkind is None
+        for fid, field in kind.thrift_spec.items():
+            ftype, fkind = field_type(field)
+            setattr(record, field[1], scalar(ftype, field[1], fid, seed) if fkind is None
                     and ftype not in (TType.STRUCT, TType.LIST) else sample(ftype, fkind, seed + fid))
         return record
     if ttype == TType.LIST:
@@ -97,8 +97,8 @@ def calls(module):
     contract order: argument k of call n is seeded 1000 n + k, the result
     1000 n + 500."""
     for n, name in enumerate(module.Yol.thrift_services, start=1):
-        spec = getattr(module.Yol, name + "_args").thrift_spec
-        args = [sample(*field_type(spec[i]), 1000 * n + k) for k, i in enumerate(sorted(spec), 1)]
+        fields = getattr(module.Yol, name + "_args").thrift_spec
+        args = [sample(*field_type(fields[i]), 1000 * n + k) for k, i in enumerate(sorted(fields), 1)]
         result = getattr(module.Yol, name + "_result").thrift_spec.get(0)
         answer = None if result is None else sample(*field_type(result), 1000 * n + 500)
         yield name, args, result and result[0], answer
@@ -120,9 +120,9 @@ def run_contract(module, contract):
     from thriftgen import model, parser
     program = parser.parse_file(contract)
 
-    def compare(what, ours, spec):
+    def compare(what, ours, fields):
         ours = {f.id: (f.name, f.type.name, f.req == model.REQUIRED) for f in ours}
-        theirs = {i: (s[1], their_type(*field_type(s)), s[-1]) for i, s in spec.items()}
+        theirs = {i: (s[1], their_type(*field_type(s)), s[-1]) for i, s in fields.items()}
         for i in sorted(i for i in set(ours) | set(theirs) if ours.get(i) != theirs.get(i)):
             fail("%s field %d: %s here, %s in thriftpy" % (what, i, ours.get(i), theirs.get(i)))
 
