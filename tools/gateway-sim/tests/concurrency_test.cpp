@@ -1,6 +1,7 @@
 // Several connections at once on one simulated gateway, served as the
 // simulator serves them: a threaded server, a handler per connection, one
-// shared state and one call log.
+// shared state and one call log. Each connection carries more than the
+// message size limit in all, in messages within it.
 #include <memory>
 #include <sstream>
 #include <string>
@@ -25,18 +26,18 @@ namespace {
 constexpr int kClients = 4;
 constexpr int kRounds = 50;
 
-// One client's share: telematics, its own uploads polled to completion, and
-// status posts to a job that every client writes to.
+// One client's share: bulky telematics, its own uploads polled to
+// completion, and status posts to a job that every client writes to.
 void clientWork(int port, int client) {
+  const std::vector<yol::eDataType::type> types(2500, yol::eDataType::json_STRING);
+  const std::vector<std::string> keys(types.size(), std::string(20, 'k'));
   auto socket = std::make_shared<::apache::thrift::transport::TSocket>("127.0.0.1", port);
   socket->setRecvTimeout(10000);
   auto transport = std::make_shared<::apache::thrift::transport::TBufferedTransport>(socket);
   yol::YolClient yol(std::make_shared<::apache::thrift::protocol::TBinaryProtocol>(transport));
   transport->open();
   for (int round = 0; round < kRounds; ++round) {
-    yol::stGPSInfo gps;
-    gps.__set_latitude(client + round / 100.0);
-    EXPECT_EQ(yol.TEL_SendGPS(gps), kDone);
+    EXPECT_EQ(yol.TEL_SendGeneric("bulk", types, keys, keys), kDone);
 
     yol::stFileInfo file;
     file.id = "c" + std::to_string(client) + "-" + std::to_string(round);
