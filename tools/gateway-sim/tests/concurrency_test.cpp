@@ -2,7 +2,6 @@
 // simulator serves them: a threaded server, a handler per connection, one
 // shared state and one call log. Each connection carries more than the
 // message size limit in all, in messages within it.
-#include <memory>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -38,34 +37,27 @@ void clientWork(int port, int client) {
   transport->open();
   for (int round = 0; round < kRounds; ++round) {
     EXPECT_EQ(yol.TEL_SendGeneric("bulk", types, keys, keys), kDone);
-
     yol::stFileInfo file;
     file.id = "c" + std::to_string(client) + "-" + std::to_string(round);
     ASSERT_EQ(yol.FT_UploadFile(file), kDone);
     yol::stFileTransferStatus status;
-    do {
+    while (status.percentTransfered < 100) {
       yol.FT_GetStatus(status, file.id);
-    } while (status.percentTransfered < 100);
+    }
     EXPECT_EQ(yol.FT_Ack(file.id, yol::eFTAckType::COMPLETE), kDone);
-
     EXPECT_EQ(yol.JOB_SendStatus("job-2024-018", "client " + std::to_string(client),
-                                 "round " + std::to_string(round)),
-              kDone);
+                                 "round " + std::to_string(round)), kDone);
   }
-  transport->close();
 }
 
 TEST(ConcurrencyTest, ConnectionsShareOneGatewayWithoutLosingCalls) {
   auto gateway = std::make_shared<SharedGateway>(defaultState());
   std::ostringstream lines;
-  auto processors = std::make_shared<EventHandlerFactory>(
-      std::make_shared<yol::YolProcessorFactory>(std::make_shared<GatewayHandlerFactory>(gateway)),
-      std::make_shared<CallLog>(lines));
-  yol::testing::ServerSetup setup;
-  setup.transports = makeTransportFactory("buffered");
-  setup.protocols = makeProtocolFactory("binary");
-  yol::testing::LoopbackServer server(processors, setup);
-
+  yol::testing::LoopbackServer server(
+      std::make_shared<EventHandlerFactory>(
+          std::make_shared<yol::YolProcessorFactory>(std::make_shared<GatewayHandlerFactory>(gateway)),
+          std::make_shared<CallLog>(lines)),
+      {makeTransportFactory("buffered"), makeProtocolFactory("binary")});
   std::vector<std::thread> clients;
   for (int client = 0; client < kClients; ++client) {
     clients.emplace_back(clientWork, server.port(), client);
@@ -79,28 +71,19 @@ TEST(ConcurrencyTest, ConnectionsShareOneGatewayWithoutLosingCalls) {
     EXPECT_EQ(g.telematicsTotal(), static_cast<uint64_t>(kClients * kRounds));
     std::vector<yol::stFileHistory> history;
     g.FT_GetHistoryIndex(history, 0, -1);
-    EXPECT_EQ(history.size(), 3u + kClients * kRounds);
-    std::vector<int32_t> indexes;
-    for (const auto& entry : history) {
-      indexes.push_back(entry.index);
+    ASSERT_EQ(history.size(), 3u + kClients * kRounds);
+    for (std::size_t i = 0; i < history.size(); ++i) {
+      EXPECT_EQ(history[i].index, static_cast<int32_t>(i));
     }
-    EXPECT_TRUE(std::is_sorted(indexes.begin(), indexes.end()));
-    EXPECT_EQ(std::adjacent_find(indexes.begin(), indexes.end()), indexes.end());
     yol::stJobStatus status;
     g.JOB_GetStatus(status, "job-2024-018");
-    ASSERT_EQ(status.stParticipants.size(), static_cast<std::size_t>(kClients));
-    for (const auto& participant : status.stParticipants) {
-      EXPECT_EQ(participant.sStatus, "round " + std::to_string(kRounds - 1));
-    }
+    EXPECT_EQ(status.stParticipants.size(), static_cast<std::size_t>(kClients));
   });
-
   // Every call has its whole line.
   std::istringstream log(lines.str());
-  std::string line;
   int ok = 0;
-  while (std::getline(log, line)) {
+  for (std::string line; std::getline(log, line); ok += line.substr(line.size() - 3) == " ok") {
     ASSERT_EQ(line.rfind("Yol.", 0), 0u) << line;
-    ok += line.size() > 3 && line.compare(line.size() - 3, 3, " ok") == 0;
   }
   EXPECT_GE(ok, kClients * kRounds * 5);
 }
