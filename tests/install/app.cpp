@@ -1,6 +1,5 @@
-// An application built against an installed libthriftyol: a call with a
-// record through the client and the processor onto a handler, YolNull or,
-// built with WITH_MOCK as a test, the installed GoogleMock handler.
+// An application of an installed libthriftyol: a call through client and processor onto YolNull
+// or, built with WITH_MOCK as a test, the installed GoogleMock handler.
 #include <thriftyol/service/Yol.h>
 #ifdef WITH_MOCK
 #include <thriftyol/testing/MockYolIf.h>

@@ -1,7 +1,7 @@
-// Several connections at once on one simulated gateway, served as the
-// simulator serves them: a threaded server, a handler per connection, one
-// shared state and one call log. Each connection carries more than the
-// message size limit in all, in messages within it.
+// Several connections at once on one simulated gateway, served as the simulator serves them
+// (threaded, a handler per connection, one state, one call log), each carrying more than the
+// message size limit in all.
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -25,8 +25,7 @@ namespace {
 constexpr int kClients = 4;
 constexpr int kRounds = 50;
 
-// One client's share: bulky telematics, its own uploads polled to
-// completion, and status posts to a job that every client writes to.
+// Bulky telematics, uploads polled to completion, and status posts to one shared job.
 void clientWork(int port, int client) {
   const std::vector<yol::eDataType::type> types(2500, yol::eDataType::json_STRING);
   const std::vector<std::string> keys(types.size(), std::string(20, 'k'));
@@ -62,9 +61,7 @@ TEST(ConcurrencyTest, ConnectionsShareOneGatewayWithoutLosingCalls) {
   for (int client = 0; client < kClients; ++client) {
     clients.emplace_back(clientWork, server.port(), client);
   }
-  for (std::thread& client : clients) {
-    client.join();
-  }
+  std::for_each(clients.begin(), clients.end(), [](std::thread& client) { client.join(); });
   server.stop();
 
   gateway->with([](Gateway& g) {
