@@ -2,7 +2,7 @@
 // our client writes the call and our processor the reply, then a call of an
 // unknown method and its exception reply; printed as text2pcap's input with
 // directions (O: client to server, I: back). The largest request goes out
-// in two TCP segments; the first two requests share one segment.
+// in many TCP segments; the first two requests share one segment.
 
 #include <cstdio>
 #include <memory>
@@ -77,10 +77,11 @@ int main(int argc, char** argv) {
   for (std::size_t i = 0; i < packets.size(); i += 2) {
     if (packets[i].bytes.size() > packets[largest].bytes.size()) largest = i;
   }
-  std::string& split = packets[largest].bytes;
-  Packet tail{'O', split.substr(split.size() / 2)};
-  split.resize(split.size() / 2);
-  packets.insert(packets.begin() + largest + 1, tail);
+  const std::string whole = packets[largest].bytes;  // goes out in segments of 100 bytes
+  packets.erase(packets.begin() + largest);
+  for (std::size_t at = 0; at < whole.size(); at += 100) {
+    packets.insert(packets.begin() + largest + at / 100, {'O', whole.substr(at, 100)});
+  }
   packets[0].bytes += packets[2].bytes;  // two requests back to back, then both replies
   packets.erase(packets.begin() + 2);
   for (const Packet& p : packets) {
