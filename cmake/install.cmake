@@ -12,6 +12,9 @@ install(DIRECTORY ${THRIFTYOL_GEN_DIR}/thriftyol/types ${THRIFTYOL_GEN_DIR}/thri
   COMPONENT development FILES_MATCHING PATTERN "*.h")
 install(FILES ${THRIFTYOL_GEN_MOCK} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/thriftyol/testing
   COMPONENT development)
+# The Wireshark dissector, for field debugging (see the README).
+install(FILES ${THRIFTYOL_GEN_DISSECTOR} DESTINATION ${CMAKE_INSTALL_DATADIR}/thriftyol
+  COMPONENT development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/thriftyol/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/thriftyol
   COMPONENT development FILES_MATCHING PATTERN "*.h")
 

@@ -2,7 +2,8 @@
 #
 #   libthriftyol1     (runtime)      the shared library
 #   libthriftyol-dev  (development)  headers, the .so link, the CMake package,
-#                                    pkg-config, the GoogleMock handler
+#                                    pkg-config, the GoogleMock handler,
+#                                    the Wireshark dissector
 #   thriftyol-tools   (tools)        yolctl and yol-gateway-sim
 #
 # Made in the build directory, after a build, with `cpack -G DEB` (into
@@ -76,7 +77,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
   "${THRIFTYOL_DEB_ABOUT}
 .
 This package holds the headers, the CMake package (find_package(thriftyol)),
-the pkg-config module and a GoogleMock handler for application tests.")
+the pkg-config module, a GoogleMock handler for application tests and a
+Wireshark dissector of the service (/usr/share/thriftyol/yol.lua).")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME thriftyol-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)

@@ -15,10 +15,11 @@ from .printer import PrinterError
 
 def emitters():
     # Imported here so that a broken emitter still lets --help work.
-    from . import emit_constants, emit_json, emit_mock, emit_samples, emit_service, emit_types
+    from . import emit_constants, emit_dissector, emit_json, emit_mock, emit_samples, emit_service, emit_types
     return [emit_types.emit, emit_constants.emit, emit_service.emit, emit_samples.emit,
             emit_json.emit,
-            emit_mock.emit]
+            emit_mock.emit,
+            emit_dissector.emit]
 
 
 def generate(contract_path: str) -> dict:
