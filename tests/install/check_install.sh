@@ -37,6 +37,7 @@ else
   grep -qxF "libthriftyol 1 libthriftyol1 (>= $version)" "$work/control/shlibs" || fail shlibs
   [ -z "${tools[*]}" ] || [ "$(files thriftyol-tools)" = "$(printf '/usr/bin/%s\n' "${tools[@]}" | sort)" ] \
     || fail "thriftyol-tools holds: $(files thriftyol-tools)"
+  grep -qx /usr/share/thriftyol/yol.lua <<<"$(files libthriftyol-dev)" || fail "libthriftyol-dev lacks the dissector"
   for p in "${packages[@]}"; do dpkg-deb -x "$(deb "$p")" "$work/root"; done
   usr=$work/root/usr
   for f in "$usr/$libdir/libthriftyol.so.1.0.0" "${tools[@]/#/$usr/bin/}"; do
@@ -53,6 +54,7 @@ headers=$( (cd "$src/include" && find thriftyol -name '*.h'; cd "$build/generate
   find thriftyol/types thriftyol/service thriftyol/testing/MockYolIf.h -name '*.h') | sort)
 diff <(cd "$usr/include" && find . -type f | cut -c3- | sort) - <<<"$headers" \
   || fail "the installed headers (<) are not the public ones (>)"
+grep -q '^local' "$usr/share/thriftyol/yol.lua" || fail "no Wireshark dissector in share/thriftyol"
 
 cd "$work" && cp "$src/tests/install/app.cpp" .
 readme=$src/README.md
