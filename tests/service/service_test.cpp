@@ -2,7 +2,7 @@
 // read from the contract by a parser of its own) through client, processor,
 // handler and back, against every kind of reply, without arguments, and on
 // YolNull; then the processor's unknown, malformed and failing requests and
-// the handler factories.
+// the processor factory.
 #include <functional>
 #include <memory>
 #include <optional>
