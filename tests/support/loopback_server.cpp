@@ -2,15 +2,14 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
-#include <thrift/concurrency/Thread.h>
 #include <thrift/concurrency/ThreadFactory.h>
 #include <thrift/protocol/TJSONProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TServerSocket.h>
+
+#include <thriftyol/limits/safe_server.h>
 
 #if defined(__SANITIZE_THREAD__)
 #define THRIFTYOL_TESTING_TSAN 1
@@ -19,7 +18,6 @@
 #define THRIFTYOL_TESTING_TSAN 1
 #endif
 #endif
-
 #ifdef THRIFTYOL_TESTING_TSAN
 #include <sanitizer/tsan_interface.h>
 #endif
@@ -37,23 +35,19 @@ using ::apache::thrift::concurrency::Thread;
 using ::apache::thrift::concurrency::ThreadFactory;
 using ::apache::thrift::protocol::TProtocol;
 using ::apache::thrift::protocol::TProtocolFactory;
-using ::apache::thrift::server::TServerEventHandler;
-using ::apache::thrift::server::TThreadedServer;
 using ::apache::thrift::transport::TServerSocket;
 using ::apache::thrift::transport::TTransport;
 using ::apache::thrift::transport::TTransportFactory;
-using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
+
+constexpr std::chrono::seconds kLimit{30};
 
 // The accepting thread often destroys what a connection used (processor,
 // handler, protocols, transports) after the connection's own thread has
-// ended: the runtime keeps references to them in the accepting thread until
-// the next connection arrives. A shared_ptr count orders the two threads, but
-// it is counted inside libthrift, which is not instrumented, so
-// ThreadSanitizer cannot see that order and would report the destruction as
-// a race. Under ThreadSanitizer, every connection thread publishes what it
-// did once its connection is closed, and every such object takes that in
-// before it is destroyed. Elsewhere both steps are nothing.
+// ended: the runtime holds them until the next connection arrives. A
+// shared_ptr count orders the two threads, but inside libthrift, which is
+// not instrumented, so ThreadSanitizer would report the destruction as a
+// race. Under ThreadSanitizer every connection thread publishes what it did
+// once it ends, and every such object takes that in before it is destroyed.
 #ifdef THRIFTYOL_TESTING_TSAN
 char g_connections_ended;
 void connection_ended() { __tsan_release(&g_connections_ended); }
@@ -66,7 +60,7 @@ void take_in_ended_connections() {}
 // `object`, behind a holder that takes in the ended connections first when
 // the runtime lets go of it.
 template <class T>
-std::shared_ptr<T> handed_to_runtime(std::shared_ptr<T> object) {
+std::shared_ptr<T> handed(std::shared_ptr<T> object) {
   T* const raw = object.get();
   return std::shared_ptr<T>(raw, [held = std::move(object)](T*) mutable {
     take_in_ended_connections();
@@ -74,132 +68,95 @@ std::shared_ptr<T> handed_to_runtime(std::shared_ptr<T> object) {
   });
 }
 
-class HandedProcessorFactory : public TProcessorFactory {
- public:
-  explicit HandedProcessorFactory(std::shared_ptr<TProcessorFactory> inner)
-      : inner_(std::move(inner)) {}
+struct HandedProcessors : TProcessorFactory {
+  explicit HandedProcessors(std::shared_ptr<TProcessorFactory> f) : inner(std::move(f)) {}
   std::shared_ptr<TProcessor> getProcessor(const TConnectionInfo& info) override {
-    return handed_to_runtime(inner_->getProcessor(info));
+    return handed(inner->getProcessor(info));
   }
-
- private:
-  std::shared_ptr<TProcessorFactory> inner_;
+  std::shared_ptr<TProcessorFactory> inner;
 };
 
-class HandedTransportFactory : public TTransportFactory {
- public:
-  explicit HandedTransportFactory(std::shared_ptr<TTransportFactory> inner)
-      : inner_(std::move(inner)) {}
+struct HandedTransports : TTransportFactory {
+  explicit HandedTransports(std::shared_ptr<TTransportFactory> f) : inner(std::move(f)) {}
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return handed_to_runtime(inner_->getTransport(std::move(trans)));
+    return handed(inner->getTransport(std::move(trans)));
   }
-
- private:
-  std::shared_ptr<TTransportFactory> inner_;
+  std::shared_ptr<TTransportFactory> inner;
 };
 
-class HandedProtocolFactory : public TProtocolFactory {
- public:
-  using TProtocolFactory::getProtocol;
-  explicit HandedProtocolFactory(std::shared_ptr<TProtocolFactory> inner)
-      : inner_(std::move(inner)) {}
+struct HandedProtocols : TProtocolFactory {
+  explicit HandedProtocols(std::shared_ptr<TProtocolFactory> f) : inner(std::move(f)) {}
   std::shared_ptr<TProtocol> getProtocol(std::shared_ptr<TTransport> trans) override {
-    return handed_to_runtime(inner_->getProtocol(std::move(trans)));
+    return handed(inner->getProtocol(std::move(trans)));
   }
-
- private:
-  std::shared_ptr<TProtocolFactory> inner_;
+  std::shared_ptr<TProtocolFactory> inner;
 };
 
-// Runs a connection, then publishes what its thread did.
-class PublishingRun : public Runnable {
- public:
-  explicit PublishingRun(std::shared_ptr<Runnable> connection)
-      : connection_(std::move(connection)) {}
+// A connection's thread: the runtime's runnable does all the connection's
+// work, so after it the thread touches nothing the connection used.
+struct PublishingRun : Runnable {
+  explicit PublishingRun(std::shared_ptr<Runnable> r) : connection(std::move(r)) {}
   void run() override {
-    connection_->run();
+    connection->run();
     connection_ended();
   }
-
- private:
-  std::shared_ptr<Runnable> connection_;
+  std::shared_ptr<Runnable> connection;
 };
 
-// The threads of the connections, each ending in PublishingRun. The
-// connection's own work (serving, closing its transports) is all done
-// inside the runtime's runnable, so this is the last point its thread
-// touches what the connection used.
-class ConnectionThreads : public ThreadFactory {
- public:
+struct ConnectionThreads : ThreadFactory {
   ConnectionThreads() : ThreadFactory(/* detached */ false) {}
   std::shared_ptr<Thread> newThread(std::shared_ptr<Runnable> connection) const override {
     return ThreadFactory::newThread(
-        handed_to_runtime<Runnable>(std::make_shared<PublishingRun>(std::move(connection))));
+        handed<Runnable>(std::make_shared<PublishingRun>(std::move(connection))));
   }
 };
 
-// Tells the bound port once the server listens, or why it could not start.
-class ServerEvents : public TServerEventHandler {
- public:
-  explicit ServerEvents(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
-
-  std::future<int> port() { return port_.get_future(); }
-  void fail(std::exception_ptr error) {
-    std::call_once(told_, [this, error] { port_.set_exception(error); });
-  }
-
-  void preServe() override {
-    std::call_once(told_, [this] { port_.set_value(socket_->getPort()); });
-  }
-
- private:
-  std::shared_ptr<TServerSocket> socket_;
-  std::promise<int> port_;
-  std::once_flag told_;
+// Tells the bound port once the server listens.
+struct ListenEvent : ::apache::thrift::server::TServerEventHandler {
+  explicit ListenEvent(std::shared_ptr<TServerSocket> s) : socket(std::move(s)) {}
+  void preServe() override { port.set_value(socket->getPort()); }
+  std::shared_ptr<TServerSocket> socket;
+  std::promise<int> port;
 };
 
-[[noreturn]] void give_up(const char* what, milliseconds limit) {
-  std::fprintf(stderr, "loopback server: %s within %lld ms\n", what,
-               static_cast<long long>(limit.count()));
-  std::fflush(stderr);
+[[noreturn]] void give_up(const char* what) {
+  std::fprintf(stderr, "loopback server: %s within %lld s\n", what,
+               static_cast<long long>(kLimit.count()));
   std::abort();
 }
 
 }  // namespace
 
-LoopbackServer::LoopbackServer(std::shared_ptr<TProcessorFactory> processors, ServerSetup setup)
-    : stop_limit_(setup.stop_limit) {
+LoopbackServer::LoopbackServer(std::shared_ptr<TProcessorFactory> processors, ServerSetup setup) {
   auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
   socket->setRecvTimeout(static_cast<int>(setup.receive_timeout.count()));
   socket->setSendTimeout(static_cast<int>(setup.send_timeout.count()));
-  if (!setup.transports) {
-    setup.transports = std::make_shared<safe_server::BufferedTransportFactory>();
-  }
-  if (!setup.protocols) {
-    setup.protocols = safe_server::binaryProtocolFactory();
-  }
-  server_ = std::make_shared<TThreadedServer>(
-      std::make_shared<HandedProcessorFactory>(std::move(processors)), socket,
-      std::make_shared<HandedTransportFactory>(std::move(setup.transports)),
-      std::make_shared<HandedProtocolFactory>(std::move(setup.protocols)),
+  server_ = std::make_shared<::apache::thrift::server::TThreadedServer>(
+      std::make_shared<HandedProcessors>(std::move(processors)), socket,
+      std::make_shared<HandedTransports>(setup.transports ? setup.transports
+                                                          : transport_factory("buffered")),
+      std::make_shared<HandedProtocols>(setup.protocols ? setup.protocols
+                                                        : protocol_factory("binary")),
       std::make_shared<ConnectionThreads>());
-  server_->setConcurrentClientLimit(setup.concurrent_clients);
-  auto events = std::make_shared<ServerEvents>(socket);
-  server_->setServerEventHandler(events);
-  std::future<int> port = events->port();
-  std::promise<void> served;
-  served_ = served.get_future();
-  serving_ = std::thread([server = server_, events, served = std::move(served)]() mutable {
+  server_->setConcurrentClientLimit(safe_server::kConcurrentClientLimit);
+  auto listening = std::make_shared<ListenEvent>(socket);
+  server_->setServerEventHandler(listening);
+  std::future<int> port = listening->port.get_future();
+  std::packaged_task<void()> serve([server = server_, listening] {
     try {
       server->serve();
-      served.set_value();
     } catch (...) {
-      events->fail(std::current_exception());
-      served.set_exception(std::current_exception());
+      try {
+        listening->port.set_exception(std::current_exception());
+      } catch (const std::future_error&) {  // it listened before it failed
+      }
+      throw;
     }
   });
-  if (port.wait_for(setup.start_limit) != std::future_status::ready) {
-    give_up("the server did not listen", setup.start_limit);
+  served_ = serve.get_future();
+  serving_ = std::thread(std::move(serve));
+  if (port.wait_for(kLimit) != std::future_status::ready) {
+    give_up("the server did not listen");
   }
   try {
     port_ = port.get();
@@ -218,24 +175,19 @@ LoopbackServer::~LoopbackServer() {
     stop();
   } catch (const std::exception& e) {
     std::fprintf(stderr, "loopback server: %s\n", e.what());
-  } catch (...) {
-    std::fprintf(stderr, "loopback server: ended by an exception of unknown type\n");
   }
 }
 
-milliseconds LoopbackServer::stop() {
+void LoopbackServer::stop() {
   if (!serving_.joinable()) {
-    return milliseconds(0);
+    return;
   }
-  const Clock::time_point start = Clock::now();
   server_->stop();
-  if (served_.wait_for(stop_limit_) != std::future_status::ready) {
-    give_up("the server did not stop", stop_limit_);
+  if (served_.wait_for(kLimit) != std::future_status::ready) {
+    give_up("the server did not stop");
   }
   serving_.join();
-  const auto took = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
   served_.get();
-  return took;
 }
 
 std::shared_ptr<TProtocolFactory> protocol_factory(const std::string& name) {
