@@ -1,8 +1,7 @@
-// Every call of the contract with sample arguments, and a handler that
-// answers each call with a sample of its result chosen by the call's
-// arguments and by how many calls its connection has made, so that a client
-// can tell whether a reply answers the request it made. Every seventh or so
-// call fails in the handler, with a text the client can predict too.
+// Sample arguments for every call, and a handler that answers each call with
+// a sample chosen by the call's arguments and by how many calls its
+// connection has made, so that a client can tell whether a reply answers its
+// request. About every seventh call fails, with a text the client predicts.
 #ifndef THRIFTYOL_TESTS_SUPPORT_CONTRACT_ANSWERS_H
 #define THRIFTYOL_TESTS_SUPPORT_CONTRACT_ANSWERS_H
 
@@ -21,26 +20,20 @@
 namespace yol {
 namespace testing {
 
-template <class C, std::size_t... I>
-typename C::Args sample_args([[maybe_unused]] int seed, [[maybe_unused]] Fields fields,
-                             std::index_sequence<I...>) {
-  return typename C::Args{sample<std::tuple_element_t<I, typename C::Args>>(
-      seed + static_cast<int>(I), fields)...};
-}
-
 // The arguments of call C, filled from the samples.
 template <class C>
 typename C::Args sample_args(int seed, Fields fields = Fields::all) {
-  return sample_args<C>(seed, fields,
-                        std::make_index_sequence<std::tuple_size_v<typename C::Args>>{});
+  typename C::Args args;
+  std::apply([&](auto&... a) { ((a = sample<std::decay_t<decltype(a)>>(seed++, fields)), ...); },
+             args);
+  return args;
 }
 
-// The seed of the answer to call C with `args`, the `served`-th call of its
-// connection.
+// The seed of the answer to call C with `args`, its connection's `served`-th.
 template <class C>
 int answer_seed(const typename C::Args& args, int served) {
   std::string text = std::string(C::name) + "#" + std::to_string(served);
-  std::apply([&text](const auto&... arg) { ((text += "|" + ::apache::thrift::to_string(arg)), ...); },
+  std::apply([&](const auto&... arg) { ((text += "|" + ::apache::thrift::to_string(arg)), ...); },
              args);
   uint32_t hash = 2166136261u;  // FNV-1a
   for (const char byte : text) {

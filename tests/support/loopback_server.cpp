@@ -11,14 +11,7 @@
 
 #include <thriftyol/limits/safe_server.h>
 
-#if defined(__SANITIZE_THREAD__)
-#define THRIFTYOL_TESTING_TSAN 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define THRIFTYOL_TESTING_TSAN 1
-#endif
-#endif
-#ifdef THRIFTYOL_TESTING_TSAN
+#ifdef __SANITIZE_THREAD__  // GCC's, which the ThreadSanitizer build uses
 #include <sanitizer/tsan_interface.h>
 #endif
 
@@ -27,19 +20,11 @@ namespace testing {
 
 namespace {
 
-using ::apache::thrift::TConnectionInfo;
-using ::apache::thrift::TProcessor;
-using ::apache::thrift::TProcessorFactory;
-using ::apache::thrift::concurrency::Runnable;
-using ::apache::thrift::concurrency::Thread;
-using ::apache::thrift::concurrency::ThreadFactory;
-using ::apache::thrift::protocol::TProtocol;
-using ::apache::thrift::protocol::TProtocolFactory;
-using ::apache::thrift::transport::TServerSocket;
-using ::apache::thrift::transport::TTransport;
-using ::apache::thrift::transport::TTransportFactory;
-
-constexpr std::chrono::seconds kLimit{30};
+namespace at = ::apache::thrift;
+using at::concurrency::Runnable;
+using at::protocol::TProtocolFactory;
+using at::transport::TTransport;
+using at::transport::TTransportFactory;
 
 // The accepting thread often destroys what a connection used (processor,
 // handler, protocols, transports) after the connection's own thread has
@@ -48,7 +33,7 @@ constexpr std::chrono::seconds kLimit{30};
 // not instrumented, so ThreadSanitizer would report the destruction as a
 // race. Under ThreadSanitizer every connection thread publishes what it did
 // once it ends, and every such object takes that in before it is destroyed.
-#ifdef THRIFTYOL_TESTING_TSAN
+#ifdef __SANITIZE_THREAD__
 char g_connections_ended;
 void connection_ended() { __tsan_release(&g_connections_ended); }
 void take_in_ended_connections() { __tsan_acquire(&g_connections_ended); }
@@ -61,19 +46,18 @@ void take_in_ended_connections() {}
 // the runtime lets go of it.
 template <class T>
 std::shared_ptr<T> handed(std::shared_ptr<T> object) {
-  T* const raw = object.get();
-  return std::shared_ptr<T>(raw, [held = std::move(object)](T*) mutable {
+  return std::shared_ptr<T>(object.get(), [held = object](T*) mutable {
     take_in_ended_connections();
     held.reset();
   });
 }
 
-struct HandedProcessors : TProcessorFactory {
-  explicit HandedProcessors(std::shared_ptr<TProcessorFactory> f) : inner(std::move(f)) {}
-  std::shared_ptr<TProcessor> getProcessor(const TConnectionInfo& info) override {
+struct HandedProcessors : at::TProcessorFactory {
+  explicit HandedProcessors(std::shared_ptr<at::TProcessorFactory> f) : inner(std::move(f)) {}
+  std::shared_ptr<at::TProcessor> getProcessor(const at::TConnectionInfo& info) override {
     return handed(inner->getProcessor(info));
   }
-  std::shared_ptr<TProcessorFactory> inner;
+  std::shared_ptr<at::TProcessorFactory> inner;
 };
 
 struct HandedTransports : TTransportFactory {
@@ -86,7 +70,7 @@ struct HandedTransports : TTransportFactory {
 
 struct HandedProtocols : TProtocolFactory {
   explicit HandedProtocols(std::shared_ptr<TProtocolFactory> f) : inner(std::move(f)) {}
-  std::shared_ptr<TProtocol> getProtocol(std::shared_ptr<TTransport> trans) override {
+  std::shared_ptr<at::protocol::TProtocol> getProtocol(std::shared_ptr<TTransport> trans) override {
     return handed(inner->getProtocol(std::move(trans)));
   }
   std::shared_ptr<TProtocolFactory> inner;
@@ -103,35 +87,37 @@ struct PublishingRun : Runnable {
   std::shared_ptr<Runnable> connection;
 };
 
-struct ConnectionThreads : ThreadFactory {
+struct ConnectionThreads : at::concurrency::ThreadFactory {
   ConnectionThreads() : ThreadFactory(/* detached */ false) {}
-  std::shared_ptr<Thread> newThread(std::shared_ptr<Runnable> connection) const override {
+  std::shared_ptr<at::concurrency::Thread> newThread(std::shared_ptr<Runnable> r) const override {
     return ThreadFactory::newThread(
-        handed<Runnable>(std::make_shared<PublishingRun>(std::move(connection))));
+        handed<Runnable>(std::make_shared<PublishingRun>(std::move(r))));
   }
 };
 
-// Tells the bound port once the server listens.
-struct ListenEvent : ::apache::thrift::server::TServerEventHandler {
-  explicit ListenEvent(std::shared_ptr<TServerSocket> s) : socket(std::move(s)) {}
-  void preServe() override { port.set_value(socket->getPort()); }
-  std::shared_ptr<TServerSocket> socket;
-  std::promise<int> port;
+// Listens when told to, and no more when the server asks it to again: the
+// port is known before the server runs.
+struct ListenOnce : at::transport::TServerSocket {
+  using TServerSocket::TServerSocket;
+  void listen() override {
+    if (!listening) {
+      TServerSocket::listen();
+      listening = true;
+    }
+  }
+  bool listening = false;
 };
-
-[[noreturn]] void give_up(const char* what) {
-  std::fprintf(stderr, "loopback server: %s within %lld s\n", what,
-               static_cast<long long>(kLimit.count()));
-  std::abort();
-}
 
 }  // namespace
 
-LoopbackServer::LoopbackServer(std::shared_ptr<TProcessorFactory> processors, ServerSetup setup) {
-  auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
+LoopbackServer::LoopbackServer(std::shared_ptr<at::TProcessorFactory> processors,
+                               ServerSetup setup) {
+  auto socket = std::make_shared<ListenOnce>("127.0.0.1", 0);
   socket->setRecvTimeout(static_cast<int>(setup.receive_timeout.count()));
   socket->setSendTimeout(static_cast<int>(setup.send_timeout.count()));
-  server_ = std::make_shared<::apache::thrift::server::TThreadedServer>(
+  socket->listen();
+  port_ = socket->getPort();
+  server_ = std::make_shared<at::server::TThreadedServer>(
       std::make_shared<HandedProcessors>(std::move(processors)), socket,
       std::make_shared<HandedTransports>(setup.transports ? setup.transports
                                                           : transport_factory("buffered")),
@@ -139,77 +125,37 @@ LoopbackServer::LoopbackServer(std::shared_ptr<TProcessorFactory> processors, Se
                                                         : protocol_factory("binary")),
       std::make_shared<ConnectionThreads>());
   server_->setConcurrentClientLimit(safe_server::kConcurrentClientLimit);
-  auto listening = std::make_shared<ListenEvent>(socket);
-  server_->setServerEventHandler(listening);
-  std::future<int> port = listening->port.get_future();
-  std::packaged_task<void()> serve([server = server_, listening] {
-    try {
-      server->serve();
-    } catch (...) {
-      try {
-        listening->port.set_exception(std::current_exception());
-      } catch (const std::future_error&) {  // it listened before it failed
-      }
-      throw;
-    }
-  });
-  served_ = serve.get_future();
-  serving_ = std::thread(std::move(serve));
-  if (port.wait_for(kLimit) != std::future_status::ready) {
-    give_up("the server did not listen");
-  }
-  try {
-    port_ = port.get();
-  } catch (...) {
-    serving_.join();
-    throw;
-  }
+  served_ = std::async(std::launch::async, [server = server_] { server->serve(); });
 }
 
 LoopbackServer::LoopbackServer(std::shared_ptr<YolIfFactory> handlers, ServerSetup setup)
     : LoopbackServer(std::make_shared<YolProcessorFactory>(std::move(handlers)),
                      std::move(setup)) {}
 
-LoopbackServer::~LoopbackServer() {
-  try {
-    stop();
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "loopback server: %s\n", e.what());
-  }
-}
+LoopbackServer::~LoopbackServer() { stop(); }
 
 void LoopbackServer::stop() {
-  if (!serving_.joinable()) {
+  if (!served_.valid()) {
     return;
   }
   server_->stop();
-  if (served_.wait_for(kLimit) != std::future_status::ready) {
-    give_up("the server did not stop");
+  if (served_.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+    std::fprintf(stderr, "loopback server: the server did not stop within 30 s\n");
+    std::abort();
   }
-  serving_.join();
   served_.get();
 }
 
 std::shared_ptr<TProtocolFactory> protocol_factory(const std::string& name) {
-  if (name == "binary") {
-    return safe_server::binaryProtocolFactory();
-  }
-  if (name == "compact") {
-    return safe_server::compactProtocolFactory();
-  }
-  if (name == "json") {
-    return std::make_shared<::apache::thrift::protocol::TJSONProtocolFactory>();
-  }
+  if (name == "binary") return safe_server::binaryProtocolFactory();
+  if (name == "compact") return safe_server::compactProtocolFactory();
+  if (name == "json") return std::make_shared<at::protocol::TJSONProtocolFactory>();
   throw std::invalid_argument("unknown protocol " + name);
 }
 
 std::shared_ptr<TTransportFactory> transport_factory(const std::string& name) {
-  if (name == "buffered") {
-    return std::make_shared<safe_server::BufferedTransportFactory>();
-  }
-  if (name == "framed") {
-    return std::make_shared<safe_server::FramedTransportFactory>();
-  }
+  if (name == "buffered") return std::make_shared<safe_server::BufferedTransportFactory>();
+  if (name == "framed") return std::make_shared<safe_server::FramedTransportFactory>();
   throw std::invalid_argument("unknown transport " + name);
 }
 

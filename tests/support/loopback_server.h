@@ -5,8 +5,8 @@
 //
 // Starting returns once the server listens; stopping interrupts every
 // connection and returns once every connection's thread has ended. A server
-// that does not listen, or does not stop, within 30 s ends the process with
-// a message instead of hanging the test.
+// that does not stop within 30 s ends the process with a message instead of
+// hanging the test.
 #ifndef THRIFTYOL_TESTS_SUPPORT_LOOPBACK_SERVER_H
 #define THRIFTYOL_TESTS_SUPPORT_LOOPBACK_SERVER_H
 
@@ -14,7 +14,6 @@
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include <thrift/TProcessor.h>
 #include <thrift/protocol/TProtocol.h>
@@ -38,12 +37,12 @@ struct ServerSetup {
 class LoopbackServer {
  public:
   // Serves the processors `processors` makes, one per connection. Throws
-  // what the server threw when it cannot listen.
+  // when it cannot listen.
   explicit LoopbackServer(std::shared_ptr<::apache::thrift::TProcessorFactory> processors,
                           ServerSetup setup = {});
   // Serves Yol: a YolProcessorFactory around `handlers`.
   explicit LoopbackServer(std::shared_ptr<YolIfFactory> handlers, ServerSetup setup = {});
-  ~LoopbackServer();  // stops, unless stopped already
+  ~LoopbackServer();  // stops, unless stopped already; ends the process if that throws
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;
 
@@ -54,7 +53,6 @@ class LoopbackServer {
 
  private:
   std::shared_ptr<::apache::thrift::server::TThreadedServer> server_;
-  std::thread serving_;
   std::future<void> served_;  // ready when serve() has returned or thrown
   int port_ = 0;
 };
