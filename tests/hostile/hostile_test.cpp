@@ -100,9 +100,8 @@ Outcome measure(Work&& work) {
 
 // A protocol of the server's, reading `bytes` through the server's transport.
 std::shared_ptr<TProtocol> reading(Wire wire, const std::string& bytes) {
-  auto memory = std::make_shared<TMemoryBuffer>(
-      reinterpret_cast<uint8_t*>(const_cast<char*>(bytes.data())),
-      static_cast<uint32_t>(bytes.size()), TMemoryBuffer::COPY);
+  auto memory = std::make_shared<TMemoryBuffer>();
+  memory->write(reinterpret_cast<const uint8_t*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
   auto transport = safe::BufferedTransportFactory().getTransport(memory);
   return (wire == Wire::binary ? safe::binaryProtocolFactory() : safe::compactProtocolFactory())
       ->getProtocol(transport);
