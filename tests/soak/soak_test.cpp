@@ -1,312 +1,262 @@
-// Soak test: a threaded server of the runtime with YolProcessorFactory serves
-// many checking clients at once while other connections misbehave. Every
-// call must be answered correctly, every misbehaving connection handled as
-// it should, and every handler given back to its factory exactly once.
-//
-//   soak_test [--clients=N] [--calls=N] [--reconnect-every=N]
-//             [--idle-ms=N] [--deadline=S] [gtest flags]
-//
-// The same figures can be given through the environment (SOAK_CLIENTS,
-// SOAK_CALLS, SOAK_RECONNECT_EVERY, SOAK_IDLE_MS, SOAK_DEADLINE); arguments
-// win over the environment.
+// Concurrency: client threads, each on a few connections in turn, make every
+// call of the contract with sample arguments to loopback servers of every
+// protocol and transport at once, while saboteur connections send garbage,
+// requests cut off halfway and oversized sizes. Each reply is checked against
+// the request it answers (contract_answers.h): lost and wrong calls must both
+// be none, every saboteur must lose its connection (without a reply, unless
+// it sent garbage), and every connection's handler must come back.
+#include <sys/socket.h>
 
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <future>
 #include <iostream>
-#include <limits>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <thrift/TApplicationException.h>
+#include <thrift/TOutput.h>
+#include <thrift/transport/TBufferTransports.h>
+#include <thrift/transport/TSocket.h>
 
-#include <thrift/Thrift.h>
+#include <thriftyol/limits/safe_server.h>
 
+#include "contract_answers.h"
 #include "loopback_server.h"
-#include "soak_handler.h"
-#include "soak_peers.h"
 
 namespace yol {
-namespace soak {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
+using ::apache::thrift::TApplicationException;
+using ::apache::thrift::TException;
+using ::apache::thrift::protocol::TProtocol;
+using ::apache::thrift::transport::TMemoryBuffer;
+using ::apache::thrift::transport::TSocket;
+using ::apache::thrift::transport::TTransportException;
+using testing::Fields;
 
-SoakSettings g_settings;
+constexpr int kClients = 3;       // per server
+constexpr int kConnections = 2;   // per client, one after the other
+constexpr int kCalls = 60;        // per connection
+constexpr int kTimeoutMs = 20000; // a call without a reply by then is lost
+// Client 0 of each server first sends more than the maximum message size.
+constexpr int kBigName = 256 * 1024;
+constexpr int kBigCalls = safe_server::kMaxMessageSize / kBigName + 1;
 
-// The server: the runtime's threaded server with YolProcessorFactory on
-// 127.0.0.1, one thread per connection, the limits the clients have, and a
-// receive timeout that drops idle connections. The timeout bounds each read,
-// not a whole connection: a peer that trickles a byte now and then within it
-// keeps its thread. The server bounds neither connections nor threads, so
-// that every checking client and every misbehaving connection is served at
-// once.
-testing::ServerSetup server_setup(milliseconds idle_timeout) {
-  testing::ServerSetup setup;
-  setup.receive_timeout = idle_timeout;
-  // A peer that stops reading its replies holds its server thread for at
-  // most this long once the socket's buffers are full.
-  setup.send_timeout = milliseconds(5000);
-  setup.concurrent_clients = std::numeric_limits<int64_t>::max();
-  return setup;
-}
+struct Tally {
+  std::atomic<long> calls{0}, lost{0}, wrong{0}, failed{0}, sabotaged{0}, mishandled{0};
 
-// The runtime's log lines, counted instead of printed. The processor logs
-// each request of a type other than call or one-way.
-class LogTap {
- public:
-  LogTap() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    invalid_type_lines_ = 0;
-    other_lines_.clear();
-    ::apache::thrift::GlobalOutput.setOutputFunction(&LogTap::capture);
+  void note(std::atomic<long>& count, const std::string& what) {
+    if (++count <= 10) {  // the first faults of each kind
+      std::cerr << what + "\n";
+    }
   }
-  ~LogTap() { ::apache::thrift::GlobalOutput.setOutputFunction(&LogTap::discard); }
+};
 
-  long invalid_type_lines() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return invalid_type_lines_;
+struct Handlers : YolIfFactory {
+  YolIf* getHandler(const ::apache::thrift::TConnectionInfo&) override {
+    ++got;
+    return new testing::AnswersHandler;
   }
-  // Other lines, by their text up to the first colon.
-  std::map<std::string, long> other_lines() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return other_lines_;
+  void releaseHandler(YolIf* handler) override {
+    ++released;
+    delete handler;
   }
+  std::atomic<int> got{0}, released{0};
+};
 
- private:
-  static void capture(const char* line) {
-    const std::string text(line);
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (text == "received invalid message type 2 from client" ||
-        text == "received invalid message type 3 from client") {
-      ++invalid_type_lines_;
+struct Served {
+  std::string protocol, transport;
+  std::shared_ptr<Handlers> handlers;
+  std::unique_ptr<testing::LoopbackServer> server;
+
+  std::string name() const { return protocol + "/" + transport; }
+  // An open client transport wrapped in its protocol.
+  std::shared_ptr<TProtocol> connect() const {
+    auto socket = std::make_shared<TSocket>("127.0.0.1", server->port());
+    socket->setRecvTimeout(kTimeoutMs);
+    socket->setSendTimeout(kTimeoutMs);
+    auto transport = testing::transport_factory(this->transport)->getTransport(socket);
+    transport->open();
+    return testing::protocol_factory(protocol)->getProtocol(transport);
+  }
+};
+
+// Makes call C as the `served`-th call of its connection and checks the
+// reply. False when the reply is lost: the connection is then of no use.
+template <class C>
+bool check(YolClient& client, const typename C::Args& args, int served, Tally& tally,
+           const std::string& where) {
+  using R = typename C::Result;
+  const int seed = testing::answer_seed<C>(args, served);
+  const std::string what = where + " " + C::name + ": ";
+  ++tally.calls;
+  try {
+    bool right = true;
+    if constexpr (std::is_void_v<R>) {
+      C::call(client, args);
     } else {
-      ++other_lines_[text.substr(0, text.find(':'))];
+      right = C::call(client, args) == testing::sample<R>(seed);
     }
-  }
-  static void discard(const char*) {}
-
-  static std::mutex mutex_;
-  static long invalid_type_lines_;
-  static std::map<std::string, long> other_lines_;
-};
-
-std::mutex LogTap::mutex_;
-long LogTap::invalid_type_lines_ = 0;
-std::map<std::string, long> LogTap::other_lines_;
-
-// Ends the process when the test overruns its deadline; shortly before, it
-// asks the clients to give up, so that an overrun still ends in figures.
-class Watchdog {
- public:
-  Watchdog(std::chrono::seconds deadline, std::atomic<bool>& abandon)
-      : thread_([this, deadline, &abandon] {
-          std::unique_lock<std::mutex> lock(mutex_);
-          const Clock::time_point start = Clock::now();
-          if (done_changed_.wait_until(lock, start + deadline * 9 / 10, [this] { return done_; })) {
-            return;
-          }
-          abandon = true;
-          if (done_changed_.wait_until(lock, start + deadline, [this] { return done_; })) {
-            return;
-          }
-          std::fprintf(stderr, "soak_test: still running after the deadline of %lld s\n",
-                       static_cast<long long>(deadline.count()));
-          std::fflush(stderr);
-          std::_Exit(2);
-        }) {}
-
-  ~Watchdog() {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      done_ = true;
+    if (!right || testing::answer_fails(seed)) {
+      tally.note(tally.wrong, what + (right ? "succeeded, should fail" : "another's reply"));
     }
-    done_changed_.notify_all();
-    thread_.join();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable done_changed_;
-  bool done_ = false;
-  std::thread thread_;
-};
-
-// Rounds of each misbehaviour, however quickly the clients finish. A round
-// of idle connections lasts as long as the receive timeout.
-int min_rounds(Misbehaviour kind) { return kind == Misbehaviour::idle ? 1 : 3; }
-
-std::size_t index_of(Misbehaviour kind) { return static_cast<std::size_t>(kind); }
-
-std::string notes_of(const FaultNotes& faults) {
-  std::string text;
-  for (const std::string& note : faults.first()) {
-    text += "\n  " + note;
-  }
-  if (faults.count() > static_cast<long>(faults.first().size())) {
-    text += "\n  ... " + std::to_string(faults.count()) + " in all";
-  }
-  return text;
-}
-
-double seconds_since(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-TEST(Soak, AnswersEveryCallWhileConnectionsMisbehave) {
-  const SoakSettings& settings = g_settings;
-  std::atomic<bool> abandon{false};
-  const Watchdog watchdog(settings.deadline, abandon);
-  const LogTap log;
-  auto factory = std::make_shared<CountingHandlerFactory>();
-  const Clock::time_point start = Clock::now();
-  testing::LoopbackServer server(factory, server_setup(settings.idle_timeout));
-  const int port = server.port();
-
-  std::atomic<bool> clients_done{false};
-  std::vector<std::future<SaboteurTally>> saboteurs;
-  for (const Misbehaviour kind : kMisbehaviours) {
-    saboteurs.push_back(std::async(std::launch::async, run_saboteur, kind, std::cref(settings),
-                                   port, std::cref(clients_done), min_rounds(kind)));
-  }
-  std::vector<std::future<ClientTally>> clients;
-  for (int index = 0; index < settings.clients; ++index) {
-    clients.push_back(std::async(std::launch::async, run_client, index, std::cref(settings), port,
-                                 std::cref(abandon)));
-  }
-  ClientTally calls;
-  for (auto& client : clients) {
-    calls.merge(client.get());
-  }
-  const double calls_took = seconds_since(start);
-  clients_done = true;
-  std::vector<SaboteurTally> misbehaved;
-  long connections = calls.connections;
-  for (auto& saboteur : saboteurs) {
-    misbehaved.push_back(saboteur.get());
-    connections += misbehaved.back().connections;
-  }
-
-  // A connection still open when the server stops: the stop interrupts it
-  // rather than waiting for the receive timeout, and its handler comes back.
-  std::unique_ptr<RawConnection> held = hold_open(port);
-  ++connections;
-  const milliseconds stop_took = server.stop();
-  EXPECT_LT(stop_took, settings.idle_timeout) << "the stop waited for the held connection";
-  EXPECT_TRUE(held->read_until_closed(milliseconds(1000)).closed);
-
-  const HandlerCounts handlers = factory->counts();
-  const double took = seconds_since(start);
-
-  std::cout << "soak: " << settings.clients << " clients x " << settings.calls
-            << " calls: " << calls.calls << " made, " << calls.lost << " lost, " << calls.wrong
-            << " wrong, " << calls.failure_replies << " handler failures answered as such, over "
-            << calls.connections << " connections, in " << calls_took << " s\n";
-  std::cout << "soak: misbehaving connections:";
-  for (std::size_t k = 0; k < kMisbehaviours.size(); ++k) {
-    std::cout << (k == 0 ? " " : ", ") << name_of(kMisbehaviours[k]) << " "
-              << misbehaved[k].connections << " (" << misbehaved[k].during_load
-              << " during the calls)";
-  }
-  std::cout << "; idle ones closed after " << misbehaved[index_of(Misbehaviour::idle)].quickest_idle_close.count()
-            << " to " << misbehaved[index_of(Misbehaviour::idle)].slowest_idle_close.count() << " ms";
-  std::cout << "\nsoak: handlers: " << handlers.got << " got, " << handlers.released
-            << " released, " << handlers.foreign << " foreign releases, "
-            << handlers.overlapping << " overlapping calls; " << connections
-            << " connections opened; server stopped in " << stop_took.count() << " ms; "
-            << took << " s in all\n";
-  std::cout << "soak: server log: " << log.invalid_type_lines() << " invalid-type lines";
-  for (const auto& [line, count] : log.other_lines()) {
-    std::cout << ", " << count << " x \"" << line << "\"";
-  }
-  std::cout << std::endl;
-
-  EXPECT_EQ(calls.calls, long{settings.clients} * settings.calls);
-  EXPECT_EQ(calls.lost, 0) << notes_of(calls.faults);
-  EXPECT_EQ(calls.wrong, 0) << notes_of(calls.faults);
-  EXPECT_GT(calls.failure_replies, 0);
-  for (std::size_t k = 0; k < kMisbehaviours.size(); ++k) {
-    EXPECT_EQ(misbehaved[k].faults.count(), 0)
-        << name_of(kMisbehaviours[k]) << notes_of(misbehaved[k].faults);
-    EXPECT_GE(misbehaved[k].connections, min_rounds(kMisbehaviours[k]))
-        << name_of(kMisbehaviours[k]);
-  }
-  EXPECT_EQ(log.invalid_type_lines(), misbehaved[index_of(Misbehaviour::invalid_type)].invalid_type_messages);
-
-  EXPECT_EQ(handlers.got, connections) << "one handler per accepted connection";
-  EXPECT_EQ(handlers.released, handlers.got);
-  EXPECT_EQ(handlers.outstanding, 0);
-  EXPECT_EQ(handlers.foreign, 0) << "handlers released twice or never handed out";
-  EXPECT_EQ(handlers.overlapping, 0) << "calls of one connection overlapped in its handler";
-}
-
-// A whole number from 1 to 1000000, or the end of the program.
-int positive(const std::string& text, const std::string& what) {
-  char* end = nullptr;
-  const long parsed = std::strtol(text.c_str(), &end, 10);
-  if (text.empty() || *end != '\0' || parsed <= 0 || parsed > 1000000) {
-    std::fprintf(stderr, "soak_test: %s must be a whole number from 1 to 1000000, not \"%s\"\n",
-                 what.c_str(), text.c_str());
-    std::exit(2);
-  }
-  return static_cast<int>(parsed);
-}
-
-void read_settings(int argc, char** argv) {
-  struct Setting {
-    const char* flag;
-    const char* variable;
-    int value;
-  };
-  Setting settings[] = {
-      {"--clients", "SOAK_CLIENTS", g_settings.clients},
-      {"--calls", "SOAK_CALLS", g_settings.calls},
-      {"--reconnect-every", "SOAK_RECONNECT_EVERY", g_settings.reconnect_every},
-      {"--idle-ms", "SOAK_IDLE_MS", static_cast<int>(g_settings.idle_timeout.count())},
-      {"--deadline", "SOAK_DEADLINE", static_cast<int>(g_settings.deadline.count())},
-  };
-  for (Setting& setting : settings) {
-    if (const char* text = std::getenv(setting.variable)) {
-      setting.value = positive(text, setting.variable);
+  } catch (const TApplicationException& e) {
+    if (testing::answer_fails(seed) && testing::failure_text(seed) == e.what()) {
+      ++tally.failed;
+    } else {
+      tally.note(tally.wrong, what + e.what());
     }
+  } catch (const TException& e) {
+    tally.note(tally.lost, what + e.what());
+    return false;
   }
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    const std::size_t equals = argument.find('=');
-    bool known = false;
-    for (Setting& setting : settings) {
-      if (argument.compare(0, equals, setting.flag) == 0 && equals != std::string::npos) {
-        setting.value = positive(argument.substr(equals + 1), setting.flag);
-        known = true;
+  return true;
+}
+
+using Step = bool (*)(YolClient&, int seed, int served, Tally&, const std::string& where);
+
+template <class... C>
+std::vector<Step> steps(calls::CallList<C...>) {
+  return {[](YolClient& client, int seed, int served, Tally& tally, const std::string& where) {
+    const Fields fields = seed % 2 == 0 ? Fields::all : Fields::no_optionals;
+    return check<C>(client, testing::sample_args<C>(seed, fields), served, tally, where);
+  }...};
+}
+
+void run_client(const Served& served, int index, Tally& tally, std::atomic<int>& clients_left) {
+  static const std::vector<Step> all = steps(calls::AllYolCalls{});
+  for (int c = 0; c < kConnections; ++c) {
+    const std::string where = served.name() + " client " + std::to_string(index) + "." +
+                              std::to_string(c);
+    int n = 0;
+    try {
+      YolClient client(served.connect());
+      bool alive = true;
+      for (int big = 0; index == 0 && c == 0 && alive && big < kBigCalls; ++big) {
+        alive = check<calls::SetMerivaultName>(
+            client, std::string(kBigName, static_cast<char>('a' + big)), ++n, tally, where);
       }
-    }
-    if (!known) {
-      std::fprintf(stderr, "soak_test: unknown argument %s\n", argv[i]);
-      std::exit(2);
+      for (int call = 0; alive && call < kCalls; ++call) {
+        const int seed = index * 100000 + c * 1000 + call;
+        alive = all[(index * 31 + c * 17 + call) % all.size()](client, seed, ++n, tally, where);
+      }
+    } catch (const TException& e) {
+      tally.note(tally.lost, where + " connecting: " + e.what());
     }
   }
-  g_settings.clients = settings[0].value;
-  g_settings.calls = settings[1].value;
-  g_settings.reconnect_every = settings[2].value;
-  g_settings.idle_timeout = milliseconds(settings[3].value);
-  g_settings.deadline = std::chrono::seconds(settings[4].value);
+  --clients_left;
+}
+
+// Sends `bytes` on a new connection and, unless `keep_open`, closes the
+// sending side. The server must then close the connection, and send
+// nothing unless `may_reply`.
+void sabotage(const Served& served, const std::string& bytes, bool keep_open, bool may_reply,
+              Tally& tally, const std::string& where) {
+  ++tally.sabotaged;
+  TSocket socket("127.0.0.1", served.server->port());
+  socket.setRecvTimeout(kTimeoutMs);
+  std::string reply;
+  try {
+    socket.open();
+    socket.write(reinterpret_cast<const uint8_t*>(bytes.data()),
+                 static_cast<uint32_t>(bytes.size()));
+    if (!keep_open) {
+      ::shutdown(socket.getSocketFD(), SHUT_WR);
+    }
+    uint8_t buffer[512];
+    while (const uint32_t got = socket.read(buffer, sizeof buffer)) {
+      reply.append(reinterpret_cast<const char*>(buffer), got);
+    }
+  } catch (const TTransportException& e) {
+    if (e.getType() == TTransportException::TIMED_OUT) {
+      return tally.note(tally.mishandled, where + ": still open");
+    }  // else the server reset the connection, or closed it before we wrote
+  }
+  if (!may_reply && !reply.empty()) {
+    tally.note(tally.mishandled, where + ": replied");
+  }
+}
+
+// What the saboteurs send: garbage, a request cut off halfway, and an
+// oversized size (a frame over the limit, or a list of 2^31-1 records).
+void run_saboteur(const Served& served, const std::atomic<int>& clients_left, Tally& tally) {
+  for (int round = 0; round < 3 || clients_left > 0; ++round) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));  // a saboteur among many clients
+    const std::string where = served.name() + " saboteur " + std::to_string(round);
+    const auto buffer = std::make_shared<TMemoryBuffer>();
+    const auto out = testing::protocol_factory(served.protocol)->getProtocol(
+        testing::transport_factory(served.transport)->getTransport(buffer));
+    std::string bytes;
+    if (round % 3 == 0) {
+      for (int i = 0; i < 64 + round; ++i) bytes += static_cast<char>((i * 167 + round * 31) % 256);
+      sabotage(served, bytes, false, true, tally, where + " garbage");
+    } else if (round % 3 == 1) {
+      YolClient(out).send_JOB_CreateExt(testing::sample<stJobCreateExt>(round));
+      bytes = buffer->getBufferAsString();
+      sabotage(served, bytes.substr(0, bytes.size() / 2), false, false, tally, where + " cut off");
+    } else if (served.transport == "framed") {
+      static_assert(safe_server::kMaxFrameSize == 0x400000, "the frame below is one byte over");
+      sabotage(served, std::string("\x00\x40\x00\x01\x80\x01", 6), true, false, tally,
+               where + " oversized frame");
+    } else {
+      out->writeMessageBegin("SYS_SetPeerList", ::apache::thrift::protocol::T_CALL, 0);
+      out->writeStructBegin("args");
+      out->writeFieldBegin("stDevices", ::apache::thrift::protocol::T_LIST, 2);
+      out->writeListBegin(::apache::thrift::protocol::T_STRUCT, 0x7fffffff);
+      out->getTransport()->flush();
+      // The JSON protocol takes no size limits: it reads on as long as bytes come.
+      sabotage(served, buffer->getBufferAsString() + ",", served.protocol != "json", false, tally,
+               where + " oversized list");
+    }
+  }
+}
+
+TEST(Concurrency, EveryCallIsAnsweredRightWhileSaboteursStrike) {
+  ::apache::thrift::GlobalOutput.setOutputFunction([](const char*) {});
+  Tally tally;
+  std::vector<Served> stacks;
+  for (const char* protocol : {"binary", "compact", "json"}) {
+    for (const char* transport : {"buffered", "framed"}) {
+      auto handlers = std::make_shared<Handlers>();
+      stacks.push_back({protocol, transport, handlers,
+                        std::make_unique<testing::LoopbackServer>(
+                            handlers, testing::ServerSetup{testing::transport_factory(transport),
+                                                           testing::protocol_factory(protocol)})});
+    }
+  }
+  std::atomic<int> clients_left{kClients * static_cast<int>(stacks.size())};
+  std::vector<std::thread> threads;
+  for (const Served& served : stacks) {
+    threads.emplace_back(run_saboteur, std::cref(served), std::cref(clients_left), std::ref(tally));
+    for (int index = 0; index < kClients; ++index) {
+      threads.emplace_back(run_client, std::cref(served), index, std::ref(tally),
+                           std::ref(clients_left));
+    }
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  // A silent connection when the server stops: the stop ends it too.
+  for (Served& served : stacks) {
+    YolClient held(served.connect());
+    check<calls::ping>(held, {}, 1, tally, served.name() + " held");
+    served.server->stop();
+    EXPECT_EQ(served.handlers->released, served.handlers->got) << served.name();
+    EXPECT_GE(served.handlers->got, kClients * kConnections + 4) << served.name();
+  }
+
+  std::cout << "concurrency: " << tally.calls << " calls (" << tally.failed
+            << " failed in the handler as they should), " << tally.lost << " lost, "
+            << tally.wrong << " wrong; " << tally.sabotaged << " saboteur connections, "
+            << tally.mishandled << " mishandled" << std::endl;
+  EXPECT_EQ(tally.calls, 6 * (kClients * kConnections * kCalls + kBigCalls + 1));
+  EXPECT_EQ(tally.lost, 0);
+  EXPECT_EQ(tally.wrong, 0);
+  EXPECT_GT(tally.failed, 0);
+  EXPECT_EQ(tally.mishandled, 0);
 }
 
 }  // namespace
-}  // namespace soak
 }  // namespace yol
-
-int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  yol::soak::read_settings(argc, argv);
-  return RUN_ALL_TESTS();
-}

@@ -2,25 +2,16 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
-#include <thrift/concurrency/Thread.h>
 #include <thrift/concurrency/ThreadFactory.h>
 #include <thrift/protocol/TJSONProtocol.h>
-#include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TServerSocket.h>
 
-#if defined(__SANITIZE_THREAD__)
-#define THRIFTYOL_TESTING_TSAN 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define THRIFTYOL_TESTING_TSAN 1
-#endif
-#endif
+#include <thriftyol/limits/safe_server.h>
 
-#ifdef THRIFTYOL_TESTING_TSAN
+#ifdef __SANITIZE_THREAD__  // GCC's, which the ThreadSanitizer build uses
 #include <sanitizer/tsan_interface.h>
 #endif
 
@@ -29,32 +20,20 @@ namespace testing {
 
 namespace {
 
-using ::apache::thrift::TConnectionInfo;
-using ::apache::thrift::TProcessor;
-using ::apache::thrift::TProcessorFactory;
-using ::apache::thrift::concurrency::Runnable;
-using ::apache::thrift::concurrency::Thread;
-using ::apache::thrift::concurrency::ThreadFactory;
-using ::apache::thrift::protocol::TProtocol;
-using ::apache::thrift::protocol::TProtocolFactory;
-using ::apache::thrift::server::TServerEventHandler;
-using ::apache::thrift::server::TThreadedServer;
-using ::apache::thrift::transport::TServerSocket;
-using ::apache::thrift::transport::TTransport;
-using ::apache::thrift::transport::TTransportFactory;
-using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
+namespace at = ::apache::thrift;
+using at::concurrency::Runnable;
+using at::protocol::TProtocolFactory;
+using at::transport::TTransport;
+using at::transport::TTransportFactory;
 
 // The accepting thread often destroys what a connection used (processor,
 // handler, protocols, transports) after the connection's own thread has
-// ended: the runtime keeps references to them in the accepting thread until
-// the next connection arrives. A shared_ptr count orders the two threads, but
-// it is counted inside libthrift, which is not instrumented, so
-// ThreadSanitizer cannot see that order and would report the destruction as
-// a race. Under ThreadSanitizer, every connection thread publishes what it
-// did once its connection is closed, and every such object takes that in
-// before it is destroyed. Elsewhere both steps are nothing.
-#ifdef THRIFTYOL_TESTING_TSAN
+// ended: the runtime holds them until the next connection arrives. A
+// shared_ptr count orders the two threads, but inside libthrift, which is
+// not instrumented, so ThreadSanitizer would report the destruction as a
+// race. Under ThreadSanitizer every connection thread publishes what it did
+// once it ends, and every such object takes that in before it is destroyed.
+#ifdef __SANITIZE_THREAD__
 char g_connections_ended;
 void connection_ended() { __tsan_release(&g_connections_ended); }
 void take_in_ended_connections() { __tsan_acquire(&g_connections_ended); }
@@ -66,198 +45,117 @@ void take_in_ended_connections() {}
 // `object`, behind a holder that takes in the ended connections first when
 // the runtime lets go of it.
 template <class T>
-std::shared_ptr<T> handed_to_runtime(std::shared_ptr<T> object) {
-  T* const raw = object.get();
-  return std::shared_ptr<T>(raw, [held = std::move(object)](T*) mutable {
+std::shared_ptr<T> handed(std::shared_ptr<T> object) {
+  return std::shared_ptr<T>(object.get(), [held = object](T*) mutable {
     take_in_ended_connections();
     held.reset();
   });
 }
 
-class HandedProcessorFactory : public TProcessorFactory {
- public:
-  explicit HandedProcessorFactory(std::shared_ptr<TProcessorFactory> inner)
-      : inner_(std::move(inner)) {}
-  std::shared_ptr<TProcessor> getProcessor(const TConnectionInfo& info) override {
-    return handed_to_runtime(inner_->getProcessor(info));
+struct HandedProcessors : at::TProcessorFactory {
+  explicit HandedProcessors(std::shared_ptr<at::TProcessorFactory> f) : inner(std::move(f)) {}
+  std::shared_ptr<at::TProcessor> getProcessor(const at::TConnectionInfo& info) override {
+    return handed(inner->getProcessor(info));
   }
-
- private:
-  std::shared_ptr<TProcessorFactory> inner_;
+  std::shared_ptr<at::TProcessorFactory> inner;
 };
 
-class HandedTransportFactory : public TTransportFactory {
- public:
-  explicit HandedTransportFactory(std::shared_ptr<TTransportFactory> inner)
-      : inner_(std::move(inner)) {}
+struct HandedTransports : TTransportFactory {
+  explicit HandedTransports(std::shared_ptr<TTransportFactory> f) : inner(std::move(f)) {}
   std::shared_ptr<TTransport> getTransport(std::shared_ptr<TTransport> trans) override {
-    return handed_to_runtime(inner_->getTransport(std::move(trans)));
+    return handed(inner->getTransport(std::move(trans)));
   }
-
- private:
-  std::shared_ptr<TTransportFactory> inner_;
+  std::shared_ptr<TTransportFactory> inner;
 };
 
-class HandedProtocolFactory : public TProtocolFactory {
- public:
-  using TProtocolFactory::getProtocol;
-  explicit HandedProtocolFactory(std::shared_ptr<TProtocolFactory> inner)
-      : inner_(std::move(inner)) {}
-  std::shared_ptr<TProtocol> getProtocol(std::shared_ptr<TTransport> trans) override {
-    return handed_to_runtime(inner_->getProtocol(std::move(trans)));
+struct HandedProtocols : TProtocolFactory {
+  explicit HandedProtocols(std::shared_ptr<TProtocolFactory> f) : inner(std::move(f)) {}
+  std::shared_ptr<at::protocol::TProtocol> getProtocol(std::shared_ptr<TTransport> trans) override {
+    return handed(inner->getProtocol(std::move(trans)));
   }
-
- private:
-  std::shared_ptr<TProtocolFactory> inner_;
+  std::shared_ptr<TProtocolFactory> inner;
 };
 
-// Runs a connection, then publishes what its thread did.
-class PublishingRun : public Runnable {
- public:
-  explicit PublishingRun(std::shared_ptr<Runnable> connection)
-      : connection_(std::move(connection)) {}
+// A connection's thread: the runtime's runnable does all the connection's
+// work, so after it the thread touches nothing the connection used.
+struct PublishingRun : Runnable {
+  explicit PublishingRun(std::shared_ptr<Runnable> r) : connection(std::move(r)) {}
   void run() override {
-    connection_->run();
+    connection->run();
     connection_ended();
   }
-
- private:
-  std::shared_ptr<Runnable> connection_;
+  std::shared_ptr<Runnable> connection;
 };
 
-// The threads of the connections, each ending in PublishingRun. The
-// connection's own work (serving, closing its transports) is all done
-// inside the runtime's runnable, so this is the last point its thread
-// touches what the connection used.
-class ConnectionThreads : public ThreadFactory {
- public:
+struct ConnectionThreads : at::concurrency::ThreadFactory {
   ConnectionThreads() : ThreadFactory(/* detached */ false) {}
-  std::shared_ptr<Thread> newThread(std::shared_ptr<Runnable> connection) const override {
+  std::shared_ptr<at::concurrency::Thread> newThread(std::shared_ptr<Runnable> r) const override {
     return ThreadFactory::newThread(
-        handed_to_runtime<Runnable>(std::make_shared<PublishingRun>(std::move(connection))));
+        handed<Runnable>(std::make_shared<PublishingRun>(std::move(r))));
   }
 };
 
-// Tells the bound port once the server listens, or why it could not start.
-class ServerEvents : public TServerEventHandler {
- public:
-  explicit ServerEvents(std::shared_ptr<TServerSocket> socket) : socket_(std::move(socket)) {}
-
-  std::future<int> port() { return port_.get_future(); }
-  void fail(std::exception_ptr error) {
-    std::call_once(told_, [this, error] { port_.set_exception(error); });
+// Listens when told to, and no more when the server asks it to again: the
+// port is known before the server runs.
+struct ListenOnce : at::transport::TServerSocket {
+  using TServerSocket::TServerSocket;
+  void listen() override {
+    if (!listening) {
+      TServerSocket::listen();
+      listening = true;
+    }
   }
-
-  void preServe() override {
-    std::call_once(told_, [this] { port_.set_value(socket_->getPort()); });
-  }
-
- private:
-  std::shared_ptr<TServerSocket> socket_;
-  std::promise<int> port_;
-  std::once_flag told_;
+  bool listening = false;
 };
-
-[[noreturn]] void give_up(const char* what, milliseconds limit) {
-  std::fprintf(stderr, "loopback server: %s within %lld ms\n", what,
-               static_cast<long long>(limit.count()));
-  std::fflush(stderr);
-  std::abort();
-}
 
 }  // namespace
 
-LoopbackServer::LoopbackServer(std::shared_ptr<TProcessorFactory> processors, ServerSetup setup)
-    : stop_limit_(setup.stop_limit) {
-  auto socket = std::make_shared<TServerSocket>("127.0.0.1", 0);
+LoopbackServer::LoopbackServer(std::shared_ptr<at::TProcessorFactory> processors,
+                               ServerSetup setup) {
+  auto socket = std::make_shared<ListenOnce>("127.0.0.1", 0);
   socket->setRecvTimeout(static_cast<int>(setup.receive_timeout.count()));
   socket->setSendTimeout(static_cast<int>(setup.send_timeout.count()));
-  if (!setup.transports) {
-    setup.transports = std::make_shared<safe_server::BufferedTransportFactory>();
-  }
-  if (!setup.protocols) {
-    setup.protocols = safe_server::binaryProtocolFactory();
-  }
-  server_ = std::make_shared<TThreadedServer>(
-      std::make_shared<HandedProcessorFactory>(std::move(processors)), socket,
-      std::make_shared<HandedTransportFactory>(std::move(setup.transports)),
-      std::make_shared<HandedProtocolFactory>(std::move(setup.protocols)),
+  socket->listen();
+  port_ = socket->getPort();
+  server_ = std::make_shared<at::server::TThreadedServer>(
+      std::make_shared<HandedProcessors>(std::move(processors)), socket,
+      std::make_shared<HandedTransports>(setup.transports ? setup.transports
+                                                          : transport_factory("buffered")),
+      std::make_shared<HandedProtocols>(setup.protocols ? setup.protocols
+                                                        : protocol_factory("binary")),
       std::make_shared<ConnectionThreads>());
-  server_->setConcurrentClientLimit(setup.concurrent_clients);
-  auto events = std::make_shared<ServerEvents>(socket);
-  server_->setServerEventHandler(events);
-  std::future<int> port = events->port();
-  std::promise<void> served;
-  served_ = served.get_future();
-  serving_ = std::thread([server = server_, events, served = std::move(served)]() mutable {
-    try {
-      server->serve();
-      served.set_value();
-    } catch (...) {
-      events->fail(std::current_exception());
-      served.set_exception(std::current_exception());
-    }
-  });
-  if (port.wait_for(setup.start_limit) != std::future_status::ready) {
-    give_up("the server did not listen", setup.start_limit);
-  }
-  try {
-    port_ = port.get();
-  } catch (...) {
-    serving_.join();
-    throw;
-  }
+  server_->setConcurrentClientLimit(safe_server::kConcurrentClientLimit);
+  served_ = std::async(std::launch::async, [server = server_] { server->serve(); });
 }
 
 LoopbackServer::LoopbackServer(std::shared_ptr<YolIfFactory> handlers, ServerSetup setup)
     : LoopbackServer(std::make_shared<YolProcessorFactory>(std::move(handlers)),
                      std::move(setup)) {}
 
-LoopbackServer::~LoopbackServer() {
-  try {
-    stop();
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "loopback server: %s\n", e.what());
-  } catch (...) {
-    std::fprintf(stderr, "loopback server: ended by an exception of unknown type\n");
-  }
-}
+LoopbackServer::~LoopbackServer() { stop(); }
 
-milliseconds LoopbackServer::stop() {
-  if (!serving_.joinable()) {
-    return milliseconds(0);
+void LoopbackServer::stop() {
+  if (!served_.valid()) {
+    return;
   }
-  const Clock::time_point start = Clock::now();
   server_->stop();
-  if (served_.wait_for(stop_limit_) != std::future_status::ready) {
-    give_up("the server did not stop", stop_limit_);
+  if (served_.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+    std::fprintf(stderr, "loopback server: the server did not stop within 30 s\n");
+    std::abort();
   }
-  serving_.join();
-  const auto took = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
   served_.get();
-  return took;
 }
 
 std::shared_ptr<TProtocolFactory> protocol_factory(const std::string& name) {
-  if (name == "binary") {
-    return safe_server::binaryProtocolFactory();
-  }
-  if (name == "compact") {
-    return safe_server::compactProtocolFactory();
-  }
-  if (name == "json") {
-    return std::make_shared<::apache::thrift::protocol::TJSONProtocolFactory>();
-  }
+  if (name == "binary") return safe_server::binaryProtocolFactory();
+  if (name == "compact") return safe_server::compactProtocolFactory();
+  if (name == "json") return std::make_shared<at::protocol::TJSONProtocolFactory>();
   throw std::invalid_argument("unknown protocol " + name);
 }
 
 std::shared_ptr<TTransportFactory> transport_factory(const std::string& name) {
-  if (name == "buffered") {
-    return std::make_shared<safe_server::BufferedTransportFactory>();
-  }
-  if (name == "framed") {
-    return std::make_shared<safe_server::FramedTransportFactory>();
-  }
+  if (name == "buffered") return std::make_shared<safe_server::BufferedTransportFactory>();
+  if (name == "framed") return std::make_shared<safe_server::FramedTransportFactory>();
   throw std::invalid_argument("unknown transport " + name);
 }
 
